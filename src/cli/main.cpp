@@ -1,0 +1,37 @@
+#include "cli/CommandLineAsk.h"
+
+#include <QCoreApplication>
+#include <QStringList>
+#include <cstdio>
+
+namespace {
+
+constexpr int usageStatus = 64; // EX_USAGE
+
+const char usage[] = "usage: tavrin --ask QUESTION | --help | --version\n";
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    // The command-line modes need no display: a core application is all they use.
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("tavrin"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(TAVRIN_VERSION));
+    const QStringList arguments = QCoreApplication::arguments();
+
+    const qsizetype ask = arguments.indexOf(QStringLiteral("--ask"));
+    if (ask >= 0 && ask + 1 < arguments.size())
+        return CommandLineAsk::run(arguments.at(ask + 1), stdout);
+
+    if (arguments.contains(QStringLiteral("--help"))) {
+        std::fputs(usage, stdout);
+        return 0;
+    }
+    if (arguments.contains(QStringLiteral("--version"))) {
+        std::printf("tavrin %s\n", TAVRIN_VERSION);
+        return 0;
+    }
+    std::fputs(usage, stderr);
+    return usageStatus;
+}

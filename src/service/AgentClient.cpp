@@ -1,0 +1,140 @@
+#include "service/AgentClient.h"
+
+#include "service/Http.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QTimer>
+
+namespace {
+
+constexpr int inactivityTimeoutMs = 60'000;
+constexpr qsizetype failureBodyLimit = 4096;
+
+} // namespace
+
+AskStream* AgentClient::ask(const AskRequest& request, const AgentConfig& config)
+{
+    const auto url = Http::endpoint(config.serverURL, QStringLiteral("v1/ask"));
+    if (const auto* error = std::get_if<Error>(&url)) {
+        auto* stream = new AskStream;
+        stream->failLater(*error);
+        return stream;
+    }
+    QNetworkRequest http = Http::request(std::get<QUrl>(url));
+    http.setTransferTimeout(inactivityTimeoutMs);
+    http.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
+    http.setRawHeader("Authorization", "Bearer " + config.token.toUtf8());
+    http.setRawHeader("Accept", "text/event-stream");
+    // A compressed body would only be decoded once it had all arrived, which defeats streaming.
+    http.setRawHeader("Accept-Encoding", "identity");
+    return new AskStream(Http::network().post(http, request.encode()));
+}
+
+AskStream::AskStream(QNetworkReply* reply) : m_reply(reply)
+{
+    Http::keepTokenAtHome(reply);
+    connect(reply, &QNetworkReply::readyRead, this, &AskStream::readBody);
+    connect(reply, &QNetworkReply::finished, this, &AskStream::onFinished);
+}
+
+void AskStream::failLater(const Error& error)
+{
+    QTimer::singleShot(0, this, [this, error] { end(error); });
+}
+
+int AskStream::status() const
+{
+    return m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+}
+
+void AskStream::readBody()
+{
+    if (m_over)
+        return;
+    if (status() != 200) {
+        // Keep just past the limit: enough to tell a JSON error from a page that is too long for one.
+        m_failureBody += m_reply->read(failureBodyLimit + 1 - m_failureBody.size());
+        if (m_failureBody.size() > failureBodyLimit)
+            end(AgentClient::failure(status(), m_failureBody));
+        return;
+    }
+    const QByteArray bytes = m_reply->readAll();
+    QList<AskEvent> events;
+    m_parser.feed(bytes, events);
+    for (const AskEvent& e : events) {
+        if (m_over)
+            return;
+        emit event(e);
+    }
+}
+
+void AskStream::onFinished()
+{
+    if (m_over)
+        return;
+    const int code = status();
+    if (code == 0 || m_reply->error() == QNetworkReply::OperationCanceledError) {
+        end(Http::transportError(*m_reply));
+        return;
+    }
+    readBody();
+    if (m_over)
+        return;
+    if (code != 200) {
+        end(AgentClient::failure(code, m_failureBody));
+        return;
+    }
+    if (m_reply->error() != QNetworkReply::NoError) {
+        end(Http::transportError(*m_reply));
+        return;
+    }
+    QList<AskEvent> events;
+    m_parser.finish(events);
+    for (const AskEvent& e : events) {
+        if (m_over)
+            return;
+        emit event(e);
+    }
+    end(std::nullopt);
+}
+
+void AskStream::end(const std::optional<Error>& error)
+{
+    if (m_over)
+        return;
+    m_over = true;
+    if (m_reply) {
+        m_reply->disconnect(this);
+        m_reply->abort();
+        m_reply->deleteLater();
+    }
+    if (!m_cancelled)
+        emit finished(error);
+    deleteLater();
+}
+
+void AskStream::cancel()
+{
+    m_cancelled = true;
+    end(Error::cancelled());
+}
+
+namespace AgentClient {
+
+Error failure(int status, const QByteArray& body)
+{
+    const QString domain = QStringLiteral("Agent");
+    if (status == 401)
+        return {domain, status, QStringLiteral("This Mac is signed out. Open Tavrin and sign in again.")};
+    if (status == 402)
+        return {domain, status, QStringLiteral("You've reached today's limit. It resets at midnight.")};
+    const QJsonValue message = QJsonDocument::fromJson(body).object().value(QLatin1String("error"));
+    if (message.isString())
+        return {domain, status, message.toString()};
+    return {domain, status, QStringLiteral("Server returned HTTP %1").arg(status)};
+}
+
+} // namespace AgentClient
