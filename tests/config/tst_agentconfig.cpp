@@ -1,0 +1,195 @@
+#include "config/AgentConfig.h"
+#include "config/PrivateFile.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QUrlQuery>
+#include <sys/stat.h>
+
+namespace {
+
+mode_t modeOf(const QString& path)
+{
+    struct stat info {};
+    if (::stat(QFile::encodeName(path).constData(), &info) != 0)
+        return 0;
+    return info.st_mode & 07777;
+}
+
+void writeFile(const QString& path, const QByteArray& bytes)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    file.write(bytes);
+}
+
+} // namespace
+
+class TestAgentConfig : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_root;
+    QString m_path;
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_root.isValid());
+        QVERIFY(QFile::setPermissions(m_root.path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                                         QFileDevice::ExeOwner | QFileDevice::ReadGroup |
+                                                         QFileDevice::ExeGroup | QFileDevice::ReadOther |
+                                                         QFileDevice::ExeOther));
+        m_path = m_root.filePath(QStringLiteral("home/.drovane/config.json"));
+        qputenv("MORVIK_CONFIG_PATH", QFile::encodeName(m_path));
+        QCOMPARE(AgentConfig::fileURL(), m_path);
+    }
+
+    void cleanup() { AgentConfig::remove(); }
+
+    void locationRules_data()
+    {
+        QTest::addColumn<QByteArray>("variable");
+        QTest::addColumn<QString>("expected");
+        const QString cwd = QDir::currentPath();
+        QTest::newRow("unset or empty: home") << QByteArray() << QStringLiteral("/home/ana/.drovane/config.json");
+        QTest::newRow("absolute, literal") << QByteArray("/etc/x/c.json") << QStringLiteral("/etc/x/c.json");
+        QTest::newRow("relative to the working directory") << QByteArray("a/c.json") << cwd + "/a/c.json";
+        QTest::newRow("a tilde is an ordinary name") << QByteArray("~/c.json") << cwd + "/~/c.json";
+    }
+    void locationRules()
+    {
+        QFETCH(QByteArray, variable);
+        QFETCH(QString, expected);
+        QCOMPARE(AgentConfig::locate(variable, QStringLiteral("/home/ana")), expected);
+    }
+
+    void encodesSortedPrettyAndEscaped()
+    {
+        const AgentConfig withEmail{QStringLiteral("https://h.example/base"), QStringLiteral("t\"k"),
+                                    QStringLiteral("ana@example.com")};
+        QCOMPARE(withEmail.encode(), QByteArray("{\n"
+                                                "  \"email\" : \"ana@example.com\",\n"
+                                                "  \"serverURL\" : \"https:\\/\\/h.example\\/base\",\n"
+                                                "  \"token\" : \"t\\\"k\"\n"
+                                                "}"));
+        const AgentConfig withoutEmail{QStringLiteral("u"), QStringLiteral("t"), std::nullopt};
+        QCOMPARE(withoutEmail.encode(), QByteArray("{\n  \"serverURL\" : \"u\",\n  \"token\" : \"t\"\n}"));
+    }
+
+    void decodes_data()
+    {
+        QTest::addColumn<QByteArray>("json");
+        QTest::addColumn<bool>("readable");
+        QTest::addColumn<QString>("email");
+        QTest::newRow("no email") << QByteArray(R"({"serverURL":"u","token":"t"})") << true << QString();
+        QTest::newRow("null email") << QByteArray(R"({"serverURL":"u","token":"t","email":null})") << true << QString();
+        QTest::newRow("email and extra keys") << QByteArray(R"({"serverURL":"u","token":"t","email":"e","x":1})")
+                                              << true << QStringLiteral("e");
+        QTest::newRow("token missing") << QByteArray(R"({"serverURL":"u"})") << false << QString();
+        QTest::newRow("token a number") << QByteArray(R"({"serverURL":"u","token":5})") << false << QString();
+        QTest::newRow("email a number") << QByteArray(R"({"serverURL":"u","token":"t","email":5})") << false << QString();
+        QTest::newRow("an array") << QByteArray(R"(["u","t"])") << false << QString();
+        QTest::newRow("not JSON") << QByteArray("serverURL=u") << false << QString();
+    }
+    void decodes()
+    {
+        QFETCH(QByteArray, json);
+        QFETCH(bool, readable);
+        QFETCH(QString, email);
+        const auto config = AgentConfig::decode(json);
+        QCOMPARE(config.has_value(), readable);
+        if (config)
+            QCOMPARE(config->email.value_or(QString()), email);
+    }
+
+    void saveCreatesPrivateFoldersAndFile()
+    {
+        const AgentConfig config{QStringLiteral("http://127.0.0.1:1/"), QStringLiteral("tok"), std::nullopt};
+        QCOMPARE(config.save(), std::nullopt);
+        QCOMPARE(modeOf(m_root.path()), mode_t(0755)); // an existing folder keeps its mode
+        QCOMPARE(modeOf(m_root.filePath("home")), mode_t(0700));
+        QCOMPARE(modeOf(m_root.filePath("home/.drovane")), mode_t(0700));
+        QCOMPARE(modeOf(m_path), mode_t(0600));
+        QCOMPARE(AgentConfig::load(), config);
+        QVERIFY(!AgentConfig::load()->encode().contains("email"));
+    }
+
+    void saveTightensAnExistingFile()
+    {
+        QVERIFY(PrivateFile::makeDirectories(QFileInfo(m_path).absolutePath()) == std::nullopt);
+        writeFile(m_path, "{}");
+        QVERIFY(QFile::setPermissions(m_path, QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                                  QFileDevice::ReadGroup | QFileDevice::ReadOther));
+        const AgentConfig config{QStringLiteral("u"), QStringLiteral("t"), QStringLiteral("e@x")};
+        QCOMPARE(config.save(), std::nullopt);
+        QCOMPARE(modeOf(m_path), mode_t(0600));
+        QCOMPARE(AgentConfig::load(), config);
+    }
+
+    void removeIsQuietAndKeepsTheFolder()
+    {
+        AgentConfig::remove();
+        QVERIFY(!AgentConfig::load());
+        QCOMPARE((AgentConfig{QStringLiteral("u"), QStringLiteral("t"), std::nullopt}.save()), std::nullopt);
+        AgentConfig::remove();
+        QVERIFY(!QFile::exists(m_path));
+        QVERIFY(QFileInfo(m_path).absoluteDir().exists());
+    }
+
+    void saveReportsTheFileSystemError()
+    {
+        const QString blocker = m_root.filePath(QStringLiteral("blocker"));
+        writeFile(blocker, "not a folder");
+        const auto failure = PrivateFile::write(blocker + "/sub/config.json", "{}");
+        QVERIFY(failure.has_value());
+        QVERIFY2(failure->message.contains(QStringLiteral("blocker")), qPrintable(failure->message));
+        QCOMPARE(failure->domain, QStringLiteral("File"));
+    }
+
+    void equalityCoversEmail()
+    {
+        const AgentConfig a{QStringLiteral("u"), QStringLiteral("t"), std::nullopt};
+        AgentConfig b = a;
+        QCOMPARE(a, b);
+        b.email = QStringLiteral("e");
+        QVERIFY(a != b);
+        AgentConfig c = b;
+        c.email = QStringLiteral("f");
+        QVERIFY(b != c);
+    }
+
+    void legacyPairingLinkRoundTrips_data()
+    {
+        QTest::addColumn<QString>("server");
+        QTest::addColumn<QString>("token");
+        QTest::newRow("plain") << QStringLiteral("https://h.example") << QStringLiteral("abc");
+        QTest::newRow("query delimiters") << QStringLiteral("http://h:8080/p?a=1&b=2") << QStringLiteral("a+b=c&d%20 e");
+        QTest::newRow("non-ASCII") << QStringLiteral("https://hé.example/ü") << QStringLiteral("tök#n");
+    }
+    void legacyPairingLinkRoundTrips()
+    {
+        QFETCH(QString, server);
+        QFETCH(QString, token);
+        const auto link = AgentConfig{server, token, std::nullopt}.legacyPairingURL();
+        QVERIFY(link.has_value());
+        QCOMPARE(link->scheme(), QStringLiteral("morvik"));
+        QCOMPARE(link->host(), QStringLiteral("configure"));
+        QCOMPARE(link->path(), QString());
+        const auto items = QUrlQuery(*link).queryItems(QUrl::FullyDecoded);
+        QCOMPARE(items.size(), 2);
+        QCOMPARE(items.at(0).first, QStringLiteral("url"));
+        QCOMPARE(items.at(1).first, QStringLiteral("token"));
+        QCOMPARE(items.at(0).second, server);
+        QCOMPARE(items.at(1).second, token);
+        // What a link handler receives is the text form: it must parse back to the same values.
+        const QUrl reparsed(link->toString(QUrl::FullyEncoded));
+        QCOMPARE(QUrlQuery(reparsed).queryItemValue(QStringLiteral("token"), QUrl::FullyDecoded), token);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestAgentConfig)
+#include "tst_agentconfig.moc"
