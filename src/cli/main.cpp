@@ -1,3 +1,4 @@
+#include "cli/AccountCommands.h"
 #include "cli/CommandLineAsk.h"
 
 #include <QCoreApplication>
@@ -8,7 +9,8 @@ namespace {
 
 constexpr int usageStatus = 64; // EX_USAGE
 
-const char usage[] = "usage: tavrin --ask QUESTION | --help | --version\n";
+const char usage[] = "usage: tavrin --ask QUESTION | --signin SERVER EMAIL | --pair SERVER CODE | --whoami | "
+                     "--new-code | --signout | --help | --version\n";
 
 } // namespace
 
@@ -19,6 +21,9 @@ int main(int argc, char* argv[])
     QCoreApplication::setApplicationName(QStringLiteral("tavrin"));
     QCoreApplication::setApplicationVersion(QStringLiteral(TAVRIN_VERSION));
     const QStringList arguments = QCoreApplication::arguments();
+
+    if (const std::optional<int> status = runAccountCommand(arguments))
+        return *status;
 
     const qsizetype ask = arguments.indexOf(QStringLiteral("--ask"));
     if (ask >= 0 && ask + 1 < arguments.size())

@@ -93,6 +93,8 @@ std::optional<AgentConfig> AgentConfig::load()
 
 std::optional<Error> AgentConfig::save() const
 {
+    if (auto failure = PrivateFile::makeDirectories(QFileInfo(fileURL()).absolutePath()))
+        return failure;
     return PrivateFile::write(fileURL(), encode());
 }
 

@@ -40,9 +40,6 @@ std::optional<Error> makeDirectories(const QString& directory)
 
 std::optional<Error> write(const QString& path, const QByteArray& bytes)
 {
-    if (auto failure = makeDirectories(QFileInfo(path).absolutePath()))
-        return failure;
-
     // QSaveFile's temporary file starts out 0600; fixing the permissions before commit keeps it so
     // after the rename, instead of widening to the umask default.
     QSaveFile file(path);

@@ -6,11 +6,13 @@
 #include <QString>
 #include <optional>
 
-// Files that hold secrets: written atomically, never readable by anyone but the owner, not even while
-// being written; folders created on the way get mode 0700.
+// Files that hold secrets: written atomically and never readable by anyone but the owner, not even
+// while being written.
 namespace PrivateFile {
 
+// Creates the folder and its missing parents, each with mode 0700; existing ones keep their mode.
 std::optional<Error> makeDirectories(const QString& directory);
+// Replaces the file as a whole (readers see the old or the new bytes, never a part); mode 0600.
 std::optional<Error> write(const QString& path, const QByteArray& bytes);
 
 } // namespace PrivateFile

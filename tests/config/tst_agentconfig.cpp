@@ -144,7 +144,7 @@ private slots:
     {
         const QString blocker = m_root.filePath(QStringLiteral("blocker"));
         writeFile(blocker, "not a folder");
-        const auto failure = PrivateFile::write(blocker + "/sub/config.json", "{}");
+        const auto failure = PrivateFile::makeDirectories(blocker + "/sub");
         QVERIFY(failure.has_value());
         QVERIFY2(failure->message.contains(QStringLiteral("blocker")), qPrintable(failure->message));
         QCOMPARE(failure->domain, QStringLiteral("File"));

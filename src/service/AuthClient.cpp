@@ -1,0 +1,383 @@
+#include "service/AuthClient.h"
+
+#include "service/Http.h"
+
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QSysInfo>
+#include <QUrlQuery>
+
+namespace AuthClient {
+namespace {
+
+constexpr int postTimeoutMs = 30'000;
+constexpr int authorizedTimeoutMs = 20'000;
+constexpr int configTimeoutMs = 60'000;
+
+Error decodingError(const QString& what)
+{
+    return {QStringLiteral("Decoding"), 0, QStringLiteral("The service's answer could not be read: %1.").arg(what)};
+}
+
+// Reads typed members of one JSON object, remembering the first thing that was missing or mistyped.
+class ObjectReader
+{
+public:
+    explicit ObjectReader(QJsonObject object) : m_object(std::move(object)) {}
+
+    QString string(const char* key)
+    {
+        const QJsonValue value = m_object.value(QLatin1String(key));
+        if (!value.isString())
+            fail(key, "a string");
+        return value.toString();
+    }
+    bool boolean(const char* key)
+    {
+        const QJsonValue value = m_object.value(QLatin1String(key));
+        if (!value.isBool())
+            fail(key, "true or false");
+        return value.toBool();
+    }
+    std::optional<bool> optionalBoolean(const char* key)
+    {
+        const QJsonValue value = m_object.value(QLatin1String(key));
+        if (value.isUndefined() || value.isNull())
+            return std::nullopt;
+        return boolean(key);
+    }
+    std::optional<qint64> optionalInteger(const char* key)
+    {
+        const QJsonValue value = m_object.value(QLatin1String(key));
+        if (value.isUndefined() || value.isNull())
+            return std::nullopt;
+        return integer(key);
+    }
+    qint64 integer(const char* key)
+    {
+        const QJsonValue value = m_object.value(QLatin1String(key));
+        // QJsonValue keeps numbers as doubles: an integer is a double that both roundings agree on.
+        if (!value.isDouble() || value.toInteger(0) != value.toInteger(1))
+            fail(key, "a whole number");
+        return value.toInteger();
+    }
+    ObjectReader object(const char* key)
+    {
+        const QJsonValue value = m_object.value(QLatin1String(key));
+        if (!value.isObject())
+            fail(key, "an object");
+        ObjectReader nested(value.toObject());
+        nested.m_problem = m_problem;
+        return nested;
+    }
+    void adopt(const ObjectReader& nested)
+    {
+        if (!m_problem)
+            m_problem = nested.m_problem;
+    }
+    const std::optional<Error>& problem() const { return m_problem; }
+
+private:
+    void fail(const char* key, const char* expected)
+    {
+        if (!m_problem)
+            m_problem = decodingError(QStringLiteral("\"%1\" is missing or is not %2")
+                                          .arg(QLatin1String(key), QLatin1String(expected)));
+    }
+
+    QJsonObject m_object;
+    std::optional<Error> m_problem;
+};
+
+std::optional<ObjectReader> readerFor(const QByteArray& body, std::optional<Error>* problem)
+{
+    QJsonParseError parseError;
+    const QJsonDocument document = QJsonDocument::fromJson(body, &parseError);
+    if (parseError.error != QJsonParseError::NoError) {
+        *problem = decodingError(QStringLiteral("not JSON (%1)").arg(parseError.errorString()));
+        return std::nullopt;
+    }
+    if (!document.isObject()) {
+        *problem = decodingError(QStringLiteral("not a JSON object"));
+        return std::nullopt;
+    }
+    return ObjectReader(document.object());
+}
+
+template <typename T, typename Decode>
+Result<T> decode(const QByteArray& body, Decode decodeFields)
+{
+    std::optional<Error> problem;
+    auto reader = readerFor(body, &problem);
+    if (!reader)
+        return *problem;
+    T value = decodeFields(*reader);
+    if (reader->problem())
+        return *reader->problem();
+    return value;
+}
+
+User readUser(ObjectReader& reader)
+{
+    ObjectReader user = reader.object("user");
+    User result{user.string("email"), user.string("plan"), user.string("role")};
+    reader.adopt(user);
+    return result;
+}
+
+Session readSession(ObjectReader& reader)
+{
+    Session session;
+    session.token = reader.string("token");
+    session.user = readUser(reader);
+    return session;
+}
+
+using BodyCallback = Callback<QByteArray>;
+
+// Runs the request and hands over the whole body, or the transport failure. With `checked`, a
+// non-2xx status becomes the service's failure.
+void send(QNetworkReply* reply, QObject* context, bool checked, BodyCallback done)
+{
+    Http::keepTokenAtHome(reply);
+    QObject::connect(context, &QObject::destroyed, reply, [reply] {
+        reply->abort();
+        reply->deleteLater();
+    });
+    QObject::connect(reply, &QNetworkReply::finished, context, [reply, checked, done = std::move(done)] {
+        reply->deleteLater();
+        const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
+        const QByteArray body = reply->readAll();
+        if (!status.isValid() || reply->error() == QNetworkReply::OperationCanceledError) {
+            done(Http::transportError(*reply));
+            return;
+        }
+        if (checked) {
+            if (auto failure = check(status.toInt(), body)) {
+                done(*failure);
+                return;
+            }
+        }
+        if (reply->error() != QNetworkReply::NoError && status.toInt() / 100 == 2) {
+            done(Http::transportError(*reply));
+            return;
+        }
+        done(body);
+    });
+}
+
+Result<QUrl> url(const QString& server, const QString& path)
+{
+    auto endpoint = Http::endpoint(server, path);
+    if (auto* error = std::get_if<Error>(&endpoint))
+        return *error;
+    return std::get<QUrl>(endpoint);
+}
+
+template <typename T>
+void failLater(QObject* context, const Error& error, const Callback<T>& done)
+{
+    QMetaObject::invokeMethod(context, [error, done] { done(error); }, Qt::QueuedConnection);
+}
+
+template <typename T, typename Decode>
+void post(const QString& server, const QString& path, QJsonObject fields, QObject* context, Callback<T> done,
+          Decode decodeBody)
+{
+    fields.insert(QStringLiteral("client"), QStringLiteral("app"));
+    fields.insert(QStringLiteral("platform"), QStringLiteral("mac"));
+    fields.insert(QStringLiteral("name"), deviceName());
+    const Result<QUrl> address = url(server, path);
+    if (!address.ok()) {
+        failLater(context, address.error(), done);
+        return;
+    }
+    QNetworkRequest request = Http::request(address.value());
+    request.setTransferTimeout(postTimeoutMs);
+    request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
+    QNetworkReply* reply = Http::network().post(request, QJsonDocument(fields).toJson(QJsonDocument::Compact));
+    send(reply, context, true, [done, decodeBody](const Result<QByteArray>& body) {
+        if (!body.ok())
+            done(body.error());
+        else
+            done(decodeBody(body.value()));
+    });
+}
+
+void postForSession(const QString& server, const QString& path, const QJsonObject& fields, QObject* context,
+                    Callback<Session> done)
+{
+    post<Session>(server, path, fields, context, std::move(done),
+                  [](const QByteArray& body) { return decode<Session>(body, readSession); });
+}
+
+enum class Verb { Get, Post, Delete };
+
+// An authenticated call with the device token. Without `checked`, any answer counts as a body.
+void authorized(const AgentConfig& config, const QString& path, Verb verb, QObject* context, bool checked,
+                BodyCallback done)
+{
+    const Result<QUrl> address = url(config.serverURL, path);
+    if (!address.ok()) {
+        failLater(context, address.error(), done);
+        return;
+    }
+    QNetworkRequest request = Http::request(address.value());
+    request.setTransferTimeout(authorizedTimeoutMs);
+    request.setRawHeader("Authorization", "Bearer " + config.token.toUtf8());
+    QNetworkAccessManager& network = Http::network();
+    QNetworkReply* reply = verb == Verb::Get    ? network.get(request)
+                           : verb == Verb::Post ? network.sendCustomRequest(request, "POST")
+                                                : network.deleteResource(request);
+    send(reply, context, checked, std::move(done));
+}
+
+template <typename T, typename Decode>
+void authorizedRecord(const AgentConfig& config, const QString& path, Verb verb, QObject* context,
+                      Callback<T> done, Decode decodeFields)
+{
+    authorized(config, path, verb, context, true, [done, decodeFields](const Result<QByteArray>& body) {
+        if (!body.ok())
+            done(body.error());
+        else
+            done(decode<T>(body.value(), decodeFields));
+    });
+}
+
+} // namespace
+
+std::optional<Error> check(int status, const QByteArray& body)
+{
+    if (status >= 200 && status <= 299)
+        return std::nullopt;
+    const QJsonValue message = QJsonDocument::fromJson(body).object().value(QLatin1String("error"));
+    return Error{failureDomain, status,
+                 message.isString() ? message.toString() : QStringLiteral("Server returned HTTP %1").arg(status)};
+}
+
+QString deviceName()
+{
+    QFile machineInfo(QStringLiteral("/etc/machine-info"));
+    if (machineInfo.open(QIODevice::ReadOnly)) {
+        for (const QByteArray& line : machineInfo.readAll().split('\n')) {
+            if (!line.startsWith("PRETTY_HOSTNAME="))
+                continue;
+            QByteArray value = line.mid(16).trimmed();
+            if (value.size() >= 2 && (value.front() == '"' || value.front() == '\'') && value.back() == value.front())
+                value = value.mid(1, value.size() - 2);
+            if (!value.isEmpty())
+                return QString::fromUtf8(value);
+        }
+    }
+    const QString host = QSysInfo::machineHostName();
+    return host.isEmpty() ? QStringLiteral("Mac") : host;
+}
+
+void config(const QString& server, QObject* context, Callback<ServerConfig> done)
+{
+    const Result<QUrl> address = url(server, QStringLiteral("auth/config"));
+    if (!address.ok()) {
+        failLater(context, address.error(), done);
+        return;
+    }
+    QNetworkRequest request = Http::request(address.value());
+    request.setTransferTimeout(configTimeoutMs);
+    send(Http::network().get(request), context, true, [done](const Result<QByteArray>& body) {
+        if (!body.ok()) {
+            done(body.error());
+            return;
+        }
+        done(decode<ServerConfig>(body.value(), [](ObjectReader& reader) {
+            ServerConfig config;
+            config.google = reader.boolean("google");
+            config.appleWeb = reader.optionalBoolean("apple_web");
+            config.email = reader.boolean("email");
+            config.inviteOnly = reader.boolean("invite_only");
+            return config;
+        }));
+    });
+}
+
+void sendCode(const QString& server, const QString& email, QObject* context, Callback<QString> done)
+{
+    post<QString>(server, QStringLiteral("auth/code"), {{QStringLiteral("email"), email}}, context, std::move(done),
+                  [](const QByteArray& body) {
+                      const QJsonValue purpose = QJsonDocument::fromJson(body).object().value(QLatin1String("purpose"));
+                      return Result<QString>(purpose.isString() ? purpose.toString() : QStringLiteral("login"));
+                  });
+}
+
+void verifyCode(const QString& server, const QString& email, const QString& code, bool verify, QObject* context,
+                Callback<Session> done)
+{
+    postForSession(server, verify ? QStringLiteral("auth/verify") : QStringLiteral("auth/code/verify"),
+                   {{QStringLiteral("email"), email}, {QStringLiteral("code"), code}}, context, std::move(done));
+}
+
+void login(const QString& server, const QString& email, const QString& password, QObject* context,
+           Callback<Session> done)
+{
+    postForSession(server, QStringLiteral("auth/login"),
+                   {{QStringLiteral("email"), email}, {QStringLiteral("password"), password}}, context,
+                   std::move(done));
+}
+
+void pair(const QString& server, const QString& code, QObject* context, Callback<Session> done)
+{
+    postForSession(server, QStringLiteral("auth/pair"), {{QStringLiteral("code"), code}}, context, std::move(done));
+}
+
+Result<QUrl> googleStartURL(const QString& server)
+{
+    Result<QUrl> address = url(server, QStringLiteral("auth/google/start"));
+    if (!address.ok())
+        return address;
+    QUrl start = address.value();
+    start.setQuery(QUrlQuery{{QStringLiteral("client"), QStringLiteral("app")}});
+    return start;
+}
+
+void me(const AgentConfig& config, QObject* context, Callback<User> done)
+{
+    authorizedRecord<User>(config, QStringLiteral("v1/me"), Verb::Get, context, std::move(done), readUser);
+}
+
+void newPairingCode(const AgentConfig& config, QObject* context, Callback<Pairing> done)
+{
+    authorizedRecord<Pairing>(config, QStringLiteral("v1/pairing"), Verb::Post, context, std::move(done),
+                              [](ObjectReader& reader) {
+                                  return Pairing{reader.string("code"), reader.string("deep_link"),
+                                                 reader.integer("expires_in")};
+                              });
+}
+
+void signOut(const AgentConfig& config, QObject* context, std::function<void()> done)
+{
+    const auto finish = [done] {
+        AgentConfig::remove();
+        done();
+    };
+    authorized(config, QStringLiteral("v1/devices"), Verb::Get, context, false,
+               [config, context, finish](const Result<QByteArray>& body) {
+                   std::optional<qint64> current;
+                   if (body.ok()) {
+                       std::optional<Error> problem;
+                       if (auto reader = readerFor(body.value(), &problem)) {
+                           current = reader->optionalInteger("current");
+                           if (reader->problem())
+                               current.reset();
+                       }
+                   }
+                   if (!current) {
+                       finish();
+                       return;
+                   }
+                   authorized(config, QStringLiteral("v1/devices/%1").arg(*current), Verb::Delete, context, false,
+                              [finish](const Result<QByteArray>&) { finish(); });
+               });
+}
+
+} // namespace AuthClient
