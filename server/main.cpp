@@ -1,0 +1,79 @@
+#include "Log.h"
+#include "ServiceOptions.h"
+#include "TavrinService.h"
+
+#include <QCoreApplication>
+#include <csignal>
+#include <cstdio>
+#include <pthread.h>
+#include <thread>
+
+namespace {
+
+constexpr int usageStatus = 64; // EX_USAGE
+
+// Ctrl+C and SIGTERM stop the service in order: the signals are blocked everywhere and taken by one
+// thread, which may call anything, unlike a signal handler.
+class StopSignals
+{
+public:
+    StopSignals()
+    {
+        sigemptyset(&m_signals);
+        sigaddset(&m_signals, SIGINT);
+        sigaddset(&m_signals, SIGTERM);
+        pthread_sigmask(SIG_BLOCK, &m_signals, nullptr);
+    }
+
+    void stopOnSignal(TavrinService& service)
+    {
+        m_waiter = std::thread([this, &service] {
+            int received = 0;
+            sigwait(&m_signals, &received);
+            Log::line(QStringLiteral("stopping (signal %1)").arg(received));
+            service.stop();
+        });
+    }
+
+    ~StopSignals()
+    {
+        if (!m_waiter.joinable())
+            return;
+        pthread_kill(m_waiter.native_handle(), SIGTERM);
+        m_waiter.join();
+    }
+
+private:
+    sigset_t m_signals{};
+    std::thread m_waiter;
+};
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("tavrin-service"));
+    const auto parsed = ServiceOptions::parse(QCoreApplication::arguments());
+    if (const auto* help = std::get_if<ServiceOptions::Help>(&parsed)) {
+        std::fputs(qUtf8Printable(help->text), stdout);
+        return 0;
+    }
+    if (const auto* problem = std::get_if<QString>(&parsed)) {
+        std::fprintf(stderr, "tavrin-service: %s\nTry tavrin-service --help.\n", qUtf8Printable(*problem));
+        return usageStatus;
+    }
+
+    TavrinService service(std::get<ServiceOptions>(parsed));
+    // Before the server starts its worker threads, which inherit the blocked signals.
+    StopSignals stopSignals;
+    if (const std::optional<QString> problem = service.bind()) {
+        std::fprintf(stderr, "tavrin-service: %s\n", qUtf8Printable(*problem));
+        return 1;
+    }
+    std::printf("listening on %s\n", qUtf8Printable(service.url()));
+    std::fflush(stdout);
+    stopSignals.stopOnSignal(service);
+    service.run();
+    return 0;
+}

@@ -1,0 +1,75 @@
+#include "RunningService.h"
+
+#include <QJsonDocument>
+#include <QNetworkReply>
+#include <QSignalSpy>
+#include <QTest>
+
+RunningService::RunningService(ServiceOptions options) : m_service(onFreePort(std::move(options)))
+{
+    if (const std::optional<QString> problem = m_service.bind())
+        qFatal("the service could not start: %s", qUtf8Printable(*problem));
+    m_thread = std::thread([this] { m_service.run(); });
+}
+
+RunningService::~RunningService()
+{
+    m_service.stop();
+    m_thread.join();
+}
+
+ServiceOptions RunningService::onFreePort(ServiceOptions options)
+{
+    options.host = QStringLiteral("127.0.0.1");
+    options.port = 0;
+    return options;
+}
+
+QJsonObject Exchange::json() const
+{
+    return QJsonDocument::fromJson(body).object();
+}
+
+QNetworkRequest ServiceClient::request(const QString& url, const QString& token)
+{
+    QNetworkRequest request{QUrl(url)};
+    request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+    if (!token.isEmpty())
+        request.setRawHeader("Authorization", "Bearer " + token.toUtf8());
+    return request;
+}
+
+Exchange ServiceClient::get(const QString& url, const QString& token)
+{
+    return finish(m_network.get(request(url, token)));
+}
+
+Exchange ServiceClient::post(const QString& url, const QByteArray& body, const QString& token)
+{
+    return finish(m_network.post(request(url, token), body));
+}
+
+Exchange ServiceClient::post(const QString& url, const QJsonObject& body, const QString& token)
+{
+    return post(url, QJsonDocument(body).toJson(QJsonDocument::Compact), token);
+}
+
+Exchange ServiceClient::remove(const QString& url, const QString& token)
+{
+    return finish(m_network.deleteResource(request(url, token)));
+}
+
+Exchange ServiceClient::finish(QNetworkReply* reply)
+{
+    Exchange exchange;
+    QSignalSpy finished(reply, &QNetworkReply::finished);
+    if (!reply->isFinished() && !finished.wait(10000)) {
+        reply->abort();
+        reply->deleteLater();
+        return exchange;
+    }
+    exchange.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    exchange.body = reply->readAll();
+    reply->deleteLater();
+    return exchange;
+}

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "TavrinService.h"
+
+#include <QByteArray>
+#include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QString>
+#include <thread>
+
+class QNetworkReply;
+
+// The service running in this process on a free port, stopped when the object goes.
+class RunningService
+{
+public:
+    explicit RunningService(ServiceOptions options);
+    ~RunningService();
+    RunningService(const RunningService&) = delete;
+    RunningService& operator=(const RunningService&) = delete;
+
+    TavrinService& service() { return m_service; }
+    QString url(const QString& path) const { return m_service.url() + QLatin1Char('/') + path; }
+
+private:
+    static ServiceOptions onFreePort(ServiceOptions options);
+
+    TavrinService m_service;
+    std::thread m_thread;
+};
+
+// One finished exchange with the service.
+struct Exchange
+{
+    int status = 0;
+    QByteArray body;
+    QJsonObject json() const;
+};
+
+// Plain requests to the service, each waited for (with a deadline) on the test's event loop.
+class ServiceClient
+{
+public:
+    Exchange get(const QString& url, const QString& token = {});
+    Exchange post(const QString& url, const QByteArray& body, const QString& token = {});
+    Exchange post(const QString& url, const QJsonObject& body, const QString& token = {});
+    Exchange remove(const QString& url, const QString& token = {});
+
+    QNetworkAccessManager& network() { return m_network; }
+    static QNetworkRequest request(const QString& url, const QString& token);
+
+private:
+    Exchange finish(QNetworkReply* reply);
+
+    QNetworkAccessManager m_network;
+};

@@ -1,0 +1,161 @@
+#include "AskRoute.h"
+#include "OfflineEngine.h"
+#include "RunningService.h"
+#include "service/EventLineParser.h"
+
+#include <QJsonDocument>
+#include <QNetworkReply>
+#include <QSignalSpy>
+#include <QTest>
+
+namespace {
+
+const QString sharedToken = QStringLiteral("s3cret-token");
+
+ServiceOptions options(std::chrono::milliseconds wordDelay)
+{
+    ServiceOptions options;
+    options.token = sharedToken;
+    options.wordDelay = wordDelay;
+    return options;
+}
+
+QNetworkRequest askRequest(RunningService& running, const QString& token)
+{
+    QNetworkRequest request = ServiceClient::request(running.url(QStringLiteral("v1/ask")), token);
+    request.setRawHeader("Accept", "text/event-stream");
+    // A compressed stream would arrive all at once at the end: the service must never compress it.
+    request.setRawHeader("Accept-Encoding", "gzip, deflate, br");
+    return request;
+}
+
+} // namespace
+
+class TestAskRoute : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void streamsRouteThenDeltasThenDone_data()
+    {
+        QTest::addColumn<QJsonObject>("body");
+        QTest::addColumn<QString>("mentioned");
+        QTest::newRow("question only") << QJsonObject{{"text", "what is the capital of Peru?"}, {"device", "mac"}}
+                                       << QStringLiteral("capital of Peru");
+        QTest::newRow("selection in an app")
+            << QJsonObject{{"text", "¿Qué tal? 日本語で"}, {"selection", "twelve chars"}, {"app", "Mousepad"},
+                           {"device", "mac"}}
+            << QStringLiteral("12 characters in Mousepad");
+        QTest::newRow("rework of a draft")
+            << QJsonObject{{"text", ""}, {"draft", "abc"}, {"adjust", "shorter"}, {"device", "mac"}}
+            << QStringLiteral("draft of 3 characters");
+    }
+    void streamsRouteThenDeltasThenDone()
+    {
+        QFETCH(QJsonObject, body);
+        QFETCH(QString, mentioned);
+        RunningService running(options(std::chrono::milliseconds(5)));
+        QNetworkAccessManager network;
+        QNetworkReply* reply = network.post(askRequest(running, sharedToken),
+                                            QJsonDocument(body).toJson(QJsonDocument::Compact));
+        EventLineParser parser;
+        QList<AskEvent> events;
+        bool eventsBeforeEnd = false;
+        connect(reply, &QNetworkReply::readyRead, this, [&] {
+            parser.feed(reply->readAll(), events);
+            eventsBeforeEnd = eventsBeforeEnd || (!events.isEmpty() && !reply->isFinished());
+        });
+        QSignalSpy finished(reply, &QNetworkReply::finished);
+        QVERIFY(finished.wait(10000));
+        parser.feed(reply->readAll(), events);
+        parser.finish(events);
+
+        QCOMPARE(reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), 200);
+        QVERIFY(reply->header(QNetworkRequest::ContentTypeHeader).toString().startsWith("text/event-stream"));
+        QCOMPARE(reply->rawHeader("Content-Encoding"), QByteArray());
+        QVERIFY2(eventsBeforeEnd, "the answer arrived only at the end, not as a stream");
+        QVERIFY(events.size() >= 4);
+        QCOMPARE(events.constFirst(), AskEvent(AskEvents::Route{"offline", "reference service"}));
+        const auto* done = std::get_if<AskEvents::Done>(&events.constLast());
+        QVERIFY(done);
+        QCOMPARE(done->route, QStringLiteral("offline"));
+        QVERIFY(done->ms >= 0);
+        QString answer;
+        for (qsizetype i = 1; i + 1 < events.size(); ++i) {
+            const auto* delta = std::get_if<AskEvents::Delta>(&events.at(i));
+            QVERIFY2(delta, "only deltas between route and done");
+            QVERIFY(!delta->text.trimmed().contains(QLatin1Char(' ')));
+            answer += delta->text;
+        }
+        QString problem;
+        const std::optional<AskInput> input = AskRoute::readInput(body, problem);
+        QVERIFY(input);
+        QCOMPARE(answer, OfflineEngine::compose(*input));
+        QVERIFY(answer.startsWith("This is the offline engine of the reference service"));
+        QVERIFY2(answer.contains(mentioned), qPrintable(answer));
+        reply->deleteLater();
+    }
+
+    void refusesWithJsonErrors_data()
+    {
+        QTest::addColumn<QByteArray>("authorization");
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<int>("status");
+        const QByteArray good = R"({"text":"hi","device":"mac"})";
+        const QByteArray bearer = "Bearer " + sharedToken.toUtf8();
+        QTest::newRow("no token") << QByteArray() << good << 401;
+        QTest::newRow("wrong token") << QByteArray("Bearer s3cret-tokem") << good << 401;
+        QTest::newRow("token as a prefix") << QByteArray("Bearer s3cret") << good << 401;
+        QTest::newRow("another scheme") << QByteArray("Basic " + sharedToken.toUtf8()) << good << 401;
+        QTest::newRow("wrong token, broken body") << QByteArray("Bearer nope") << QByteArray("{") << 401;
+        QTest::newRow("broken JSON") << bearer << QByteArray(R"({"text":)") << 400;
+        QTest::newRow("not an object") << bearer << QByteArray(R"(["hi"])") << 400;
+        QTest::newRow("text missing") << bearer << QByteArray(R"({"device":"mac"})") << 400;
+        QTest::newRow("selection not a string") << bearer << QByteArray(R"({"text":"a","selection":3})") << 400;
+    }
+    void refusesWithJsonErrors()
+    {
+        QFETCH(QByteArray, authorization);
+        QFETCH(QByteArray, body);
+        QFETCH(int, status);
+        RunningService running(options(std::chrono::milliseconds(0)));
+        QNetworkAccessManager network;
+        QNetworkRequest request = ServiceClient::request(running.url(QStringLiteral("v1/ask")), {});
+        if (!authorization.isEmpty())
+            request.setRawHeader("Authorization", authorization);
+        QNetworkReply* reply = network.post(request, body);
+        QSignalSpy finished(reply, &QNetworkReply::finished);
+        QVERIFY(finished.wait(10000));
+        QCOMPARE(reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), status);
+        QCOMPARE(reply->header(QNetworkRequest::ContentTypeHeader).toString(), QStringLiteral("application/json"));
+        const QJsonValue error = QJsonDocument::fromJson(reply->readAll()).object().value("error");
+        QVERIFY(error.isString() && !error.toString().isEmpty());
+        if (status == 401)
+            QCOMPARE(error.toString(), QStringLiteral("unauthorized"));
+        reply->deleteLater();
+    }
+
+    void agentHangingUpStopsTheEngine()
+    {
+        // Slow enough that the whole answer would take many seconds: only a stop explains a quick end.
+        RunningService running(options(std::chrono::milliseconds(300)));
+        QNetworkAccessManager network;
+        QNetworkReply* reply =
+            network.post(askRequest(running, sharedToken), R"({"text":"tell me a long story","device":"mac"})");
+        EventLineParser parser;
+        QList<AskEvent> events;
+        connect(reply, &QNetworkReply::readyRead, this, [&] {
+            parser.feed(reply->readAll(), events);
+            if (events.size() >= 2)
+                reply->abort();
+        });
+        QTRY_VERIFY(reply->isFinished());
+        QTRY_COMPARE(running.service().asks().hungUp(), 1);
+        QCOMPARE(running.service().asks().active(), 0);
+        QVERIFY(!std::holds_alternative<AskEvents::Done>(events.constLast()));
+        reply->deleteLater();
+    }
+};
+
+QTEST_GUILESS_MAIN(TestAskRoute)
+#include "tst_askroute.moc"
