@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QString>
+#include <QUrl>
+
+// Which model server answers and how to reach it. The key is only ever sent to that server.
+struct UpstreamSettings
+{
+    QUrl endpoint; // the chat-completions URL itself
+    QString model;
+    QString apiKey; // empty when the server needs none
+
+    int port() const { return endpoint.port(endpoint.scheme() == QLatin1String("https") ? 443 : 80); }
+
+    // "host:port" of the endpoint: how the back end is named to the agent and in messages.
+    QString serverName() const
+    {
+        const QString host = endpoint.host();
+        const QString shown = host.contains(QLatin1Char(':')) ? QStringLiteral("[%1]").arg(host) : host;
+        return QStringLiteral("%1:%2").arg(shown).arg(port());
+    }
+};
