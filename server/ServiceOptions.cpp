@@ -1,5 +1,7 @@
 #include "ServiceOptions.h"
 
+#include "upstream/UpstreamOptions.h"
+
 #include <QCommandLineParser>
 
 namespace {
@@ -38,6 +40,7 @@ std::variant<ServiceOptions, ServiceOptions::Help, QString> ServiceOptions::pars
                                        QStringLiteral("Pause of the offline engine between words (30 ms)."),
                                        QStringLiteral("MS"), QStringLiteral("30"));
     parser.addOptions({help, host, port, token, wordDelay});
+    parser.addOptions(UpstreamOptions::all());
     if (!parser.parse(arguments))
         return parser.errorText();
     if (parser.isSet(help))
@@ -63,5 +66,9 @@ std::variant<ServiceOptions, ServiceOptions::Help, QString> ServiceOptions::pars
         options.token = sharedToken;
     if (!options.token)
         return QStringLiteral("Nobody could ask: give a shared token with --token.");
+    auto upstream = UpstreamOptions::read(parser);
+    if (const QString* problem = std::get_if<QString>(&upstream))
+        return *problem;
+    options.upstream = std::get<std::optional<UpstreamSettings>>(std::move(upstream));
     return options;
 }

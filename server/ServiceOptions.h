@@ -1,5 +1,7 @@
 #pragma once
 
+#include "upstream/UpstreamSettings.h"
+
 #include <QString>
 #include <QStringList>
 #include <chrono>
@@ -13,6 +15,7 @@ struct ServiceOptions
     int port = 8080; // 0: any free port
     std::optional<QString> token;
     std::chrono::milliseconds wordDelay{30};
+    std::optional<UpstreamSettings> upstream; // absent: the offline engine answers
 
     struct Help
     {
