@@ -1,0 +1,25 @@
+#include "app/Preferences.h"
+
+#include <QSettings>
+
+Preferences::Preferences()
+{
+    setObjectName(didChangeName);
+}
+
+Preferences& Preferences::shared()
+{
+    static Preferences instance;
+    return instance;
+}
+
+bool Preferences::autoInsert()
+{
+    return QSettings().value(autoInsertKey, false).toBool();
+}
+
+void Preferences::setAutoInsert(bool enabled)
+{
+    QSettings().setValue(autoInsertKey, enabled);
+    emit shared().didChange();
+}

@@ -1,0 +1,84 @@
+#pragma once
+
+#include "base/Error.h"
+
+#include <QByteArray>
+#include <QObject>
+#include <QPointer>
+#include <QString>
+#include <QTimer>
+#include <functional>
+#include <memory>
+#include <optional>
+
+class AudioInput;
+class SpeechRecognizer;
+
+// Speech to text while the hot key is held: the microphone feeds the recogniser, the growing transcript
+// goes to the caller as it changes, and the final transcript is handed over when the key is released.
+// Used from the main thread only. Every handler is bound to a context object and is called later (never
+// from inside the call that registered it), and not at all once its context is gone.
+class Dictation : public QObject
+{
+    Q_OBJECT
+public:
+    using TextHandler = std::function<void(const QString&)>;
+    using AnswerHandler = std::function<void(bool)>;
+
+    static inline const QString errorDomain = QStringLiteral("Dictation");
+    static constexpr int errorCode = 1;
+    static Error unavailableError();
+
+    // Longest wait for the final transcript once the audio has ended.
+    static constexpr int finalResultTimeoutMs = 1200;
+    // Audio kept from arm() until start(); older audio is dropped.
+    static constexpr int preRollLimitBytes = 2 * 16000 * 2;
+
+    Dictation(std::unique_ptr<AudioInput> audio, std::unique_ptr<SpeechRecognizer> recognizer,
+              QObject* parent = nullptr);
+    ~Dictation() override;
+
+    // Answers true when the recogniser's model is loaded and a microphone is there.
+    void requestPermissions(QObject* context, AnswerHandler onAnswer);
+
+    // The hot key went down: open the microphone so that the first words are there when start()
+    // follows. A failure here is reported by start(), which tries again.
+    void arm();
+    // The hot key went up without start(): the audio since arm() is discarded unheard.
+    void disarm();
+
+    // Starts recognising, beginning with the audio since arm(). Partial transcripts go to onPartial.
+    std::optional<Error> start(QObject* context, TextHandler onPartial);
+    // Ends the audio; onFinal receives the final transcript, trimmed, at most 1.2 s later.
+    void stop(QObject* context, TextHandler onFinal);
+    // Stops everything; a waiting stop() receives the empty text at once.
+    void cancel();
+
+    bool isCapturing() const { return m_state == State::Capturing; }
+
+private:
+    enum class State { Idle, Armed, Capturing, Finishing };
+
+    struct Pending
+    {
+        QPointer<QObject> context;
+        TextHandler handler;
+    };
+
+    void onCaptured(const QByteArray& samples);
+    void onTranscribed(const QString& text, bool isFinal);
+    void onRecognitionFailed();
+    void finish(const QString& text);
+    void closeMicrophone();
+    void abandonRecognition();
+    static void deliver(const Pending& pending, const QString& text);
+
+    std::unique_ptr<AudioInput> m_audio;
+    std::unique_ptr<SpeechRecognizer> m_recognizer;
+    State m_state = State::Idle;
+    QByteArray m_preRoll;
+    QString m_transcript;
+    std::optional<Pending> m_partial;
+    std::optional<Pending> m_finished;
+    QTimer m_finalTimeout;
+};
