@@ -1,0 +1,23 @@
+#pragma once
+
+#include "desktop/ClipboardContents.h"
+
+#include <QString>
+#include <optional>
+
+// The system clipboard as insertion needs it. Reads never fail: what cannot be read is absent.
+class Clipboard
+{
+public:
+    virtual ~Clipboard() = default;
+
+    virtual std::optional<QString> text() = 0;
+    virtual ClipboardContents save() = 0;
+    virtual void restore(const ClipboardContents& contents) = 0;
+    // Puts text on the clipboard, marked so that clipboard managers leave it out of their history.
+    virtual void setTransientText(const QString& text) = 0;
+    // Puts text in the selection that terminals paste from (PRIMARY on X11).
+    virtual void setSelectionText(const QString& text) = 0;
+    // Grows by one whenever the clipboard's contents change, whoever changed them.
+    virtual quint64 changeCount() = 0;
+};

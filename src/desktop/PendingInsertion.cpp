@@ -1,0 +1,50 @@
+#include "desktop/PendingInsertion.h"
+
+#include "desktop/Clipboard.h"
+#include "desktop/Keystroke.h"
+#include "desktop/KeystrokePlatform.h"
+
+#include <QTimer>
+
+PendingInsertion::PendingInsertion(Clipboard& clipboard, KeystrokePlatform& keystrokes, QObject* parent)
+    : QObject(parent), m_clipboard(clipboard), m_keystrokes(keystrokes)
+{}
+
+void PendingInsertion::start(const QString& text, const std::optional<RunningApp>& into)
+{
+    m_saved = m_clipboard.save();
+    m_method = PasteMethod::forWindowClass(into ? into->windowClass : QString());
+    m_clipboard.setTransientText(text);
+    m_ourChange = m_clipboard.changeCount();
+    // Only for terminals: taking the selection from an editor would clear the selection we replace.
+    if (m_method.fromSelection) {
+        m_clipboard.setSelectionText(text);
+    }
+    if (into) {
+        m_keystrokes.activate(*into);
+    }
+    QTimer::singleShot(Keystroke::pasteDelay, this, [this] {
+        m_keyReleaseDeadline = QDeadlineTimer(Keystroke::keyReleaseWait);
+        paste();
+    });
+}
+
+void PendingInsertion::paste()
+{
+    // A paste key combined with a key the user still holds (the hot key, a modifier) lands elsewhere.
+    if (m_keystrokes.keysHeld() && !m_keyReleaseDeadline.hasExpired()) {
+        QTimer::singleShot(Keystroke::keyReleasePoll, this, &PendingInsertion::paste);
+        return;
+    }
+    m_keystrokes.sendKey(m_method.chord);
+    QTimer::singleShot(Keystroke::restoreDelay, this, &PendingInsertion::restore);
+}
+
+void PendingInsertion::restore()
+{
+    // Whatever was copied after our paste is the user's newer choice and stays.
+    if (!m_saved.isEmpty() && m_clipboard.changeCount() == m_ourChange) {
+        m_clipboard.restore(m_saved);
+    }
+    deleteLater();
+}

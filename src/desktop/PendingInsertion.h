@@ -1,0 +1,35 @@
+#pragma once
+
+#include "desktop/ClipboardContents.h"
+#include "desktop/PasteMethod.h"
+#include "desktop/RunningApp.h"
+
+#include <QDeadlineTimer>
+#include <QObject>
+#include <optional>
+
+class Clipboard;
+class KeystrokePlatform;
+
+// One paste in flight: the clipboard already holds the text; the paste key and the restore follow on
+// timers. Deletes itself once the clipboard is back.
+class PendingInsertion : public QObject
+{
+    Q_OBJECT
+
+public:
+    PendingInsertion(Clipboard& clipboard, KeystrokePlatform& keystrokes, QObject* parent);
+
+    void start(const QString& text, const std::optional<RunningApp>& into);
+
+private:
+    void paste();
+    void restore();
+
+    Clipboard& m_clipboard;
+    KeystrokePlatform& m_keystrokes;
+    ClipboardContents m_saved;
+    PasteMethod m_method;
+    quint64 m_ourChange = 0;
+    QDeadlineTimer m_keyReleaseDeadline;
+};

@@ -1,0 +1,83 @@
+#include "desktop/QtClipboard.h"
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QMimeData>
+#include <QSet>
+
+namespace {
+
+// Formats Qt lists for a foreign clipboard that are protocol details or its own conversions, not data.
+const QSet<QString> pseudoFormats = {
+    QStringLiteral("TARGETS"),
+    QStringLiteral("MULTIPLE"),
+    QStringLiteral("TIMESTAMP"),
+    QStringLiteral("SAVE_TARGETS"),
+    QStringLiteral("application/x-qt-image"),
+};
+
+const QString passwordManagerHint = QStringLiteral("x-kde-passwordManagerHint");
+
+} // namespace
+
+QtClipboard::QtClipboard(QObject* parent) : QObject(parent)
+{
+    connect(QGuiApplication::clipboard(), &QClipboard::changed, this, [this](QClipboard::Mode mode) {
+        if (mode == QClipboard::Clipboard) {
+            ++m_changeCount;
+        }
+    });
+}
+
+std::optional<QString> QtClipboard::text()
+{
+    const QMimeData* data = QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
+    if (!data || !data->hasText()) {
+        return std::nullopt;
+    }
+    return data->text();
+}
+
+ClipboardContents QtClipboard::save()
+{
+    ClipboardContents contents;
+    const QMimeData* data = QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
+    if (!data) {
+        return contents;
+    }
+    for (const QString& format : data->formats()) {
+        if (pseudoFormats.contains(format)) {
+            continue;
+        }
+        const QByteArray bytes = data->data(format);
+        if (!bytes.isEmpty()) {
+            contents.formats.append({format, bytes});
+        }
+    }
+    return contents;
+}
+
+void QtClipboard::restore(const ClipboardContents& contents)
+{
+    auto* data = new QMimeData;
+    for (const ClipboardContents::Format& format : contents.formats) {
+        data->setData(format.mimeType, format.data);
+    }
+    QGuiApplication::clipboard()->setMimeData(data, QClipboard::Clipboard);
+}
+
+void QtClipboard::setTransientText(const QString& text)
+{
+    auto* data = new QMimeData;
+    data->setText(text);
+    data->setData(passwordManagerHint, QByteArrayLiteral("secret"));
+    QGuiApplication::clipboard()->setMimeData(data, QClipboard::Clipboard);
+}
+
+void QtClipboard::setSelectionText(const QString& text)
+{
+    QClipboard* clipboard = QGuiApplication::clipboard();
+    if (clipboard->supportsSelection()) {
+        clipboard->setText(text, QClipboard::Selection);
+    }
+}

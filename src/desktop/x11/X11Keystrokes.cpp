@@ -1,0 +1,73 @@
+#include "desktop/x11/X11Keystrokes.h"
+
+#include "desktop/x11/X11Connection.h"
+#include "desktop/x11/X11Keys.h"
+
+#include <QList>
+#include <cstdlib>
+#include <memory>
+#include <xcb/xtest.h>
+
+X11Keystrokes::X11Keystrokes(X11Connection& connection, const X11Keys& keys)
+    : m_connection(connection), m_keys(keys)
+{}
+
+void X11Keystrokes::sendKey(const KeyChord& chord)
+{
+    const xcb_keycode_t key = m_keys.keycode(chord.key);
+    if (!m_connection.isOpen() || key == 0) {
+        return;
+    }
+    xcb_connection_t* c = m_connection.get();
+    const QList<xcb_keycode_t> modifiers = m_keys.modifierKeycodes(chord.modifiers);
+    const auto fake = [c](uint8_t type, xcb_keycode_t code) {
+        xcb_test_fake_input(c, type, code, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+    };
+    for (const xcb_keycode_t modifier : modifiers) {
+        fake(XCB_KEY_PRESS, modifier);
+    }
+    fake(XCB_KEY_PRESS, key);
+    fake(XCB_KEY_RELEASE, key);
+    for (auto it = modifiers.crbegin(); it != modifiers.crend(); ++it) {
+        fake(XCB_KEY_RELEASE, *it);
+    }
+    xcb_flush(c);
+}
+
+bool X11Keystrokes::keysHeld()
+{
+    if (!m_connection.isOpen()) {
+        return false;
+    }
+    xcb_connection_t* c = m_connection.get();
+    const std::unique_ptr<xcb_query_keymap_reply_t, decltype(&std::free)> keymap(
+        xcb_query_keymap_reply(c, xcb_query_keymap(c), nullptr), &std::free);
+    if (!keymap) {
+        return false;
+    }
+    for (const uint8_t byte : keymap->keys) {
+        if (byte != 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void X11Keystrokes::activate(const RunningApp& app)
+{
+    if (!m_connection.isOpen() || app.window == 0) {
+        return;
+    }
+    xcb_client_message_event_t message{};
+    message.response_type = XCB_CLIENT_MESSAGE;
+    message.format = 32;
+    message.window = xcb_window_t(app.window);
+    message.type = m_connection.atom("_NET_ACTIVE_WINDOW");
+    // Source 2 (a pager) is what window managers obey without focus-stealing prevention.
+    message.data.data32[0] = 2;
+    message.data.data32[1] = XCB_CURRENT_TIME;
+    xcb_send_event(m_connection.get(), 0, m_connection.root(),
+                   XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                   reinterpret_cast<const char*>(&message));
+    xcb_flush(m_connection.get());
+}
