@@ -1,5 +1,7 @@
 #include "service/FlatJson.h"
 
+#include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <string>
@@ -32,6 +34,29 @@ public:
     }
 
     char peek() const { return m_p == m_end ? '\0' : *m_p; }
+
+    // Reads a member's key. Keys are short plain ASCII in practice: those are widened into `shortKey`
+    // without allocating; any other key is decoded into `otherKey`. The view points into one of them.
+    bool key(std::array<char16_t, 32>& shortKey, QString& otherKey, QStringView* out)
+    {
+        if (m_p == m_end || *m_p != '"')
+            return false;
+        const char* const start = m_p + 1;
+        const char* p = start;
+        while (p != m_end && p - start < qsizetype(shortKey.size()) && *p != '"' && *p != '\\' &&
+               static_cast<unsigned char>(*p) >= 0x20 && static_cast<unsigned char>(*p) < 0x80)
+            ++p;
+        if (p == m_end || *p != '"') {
+            if (!string(&otherKey))
+                return false;
+            *out = otherKey;
+            return true;
+        }
+        std::copy(start, p, shortKey.begin());
+        *out = QStringView(shortKey.data(), p - start);
+        m_p = p + 1;
+        return true;
+    }
 
     // Reads a string; raw bytes are gathered and decoded once, so invalid UTF-8 becomes U+FFFD.
     bool string(QString* out)
@@ -268,10 +293,12 @@ bool readObject(QByteArrayView json, const std::function<void(QStringView key, M
         return false;
     reader.skipSpace();
     if (!reader.consume('}')) {
+        std::array<char16_t, 32> shortKey;
+        QString otherKey;
         for (;;) {
             reader.skipSpace();
-            QString key;
-            if (!reader.string(&key))
+            QStringView key;
+            if (!reader.key(shortKey, otherKey, &key))
                 return false;
             reader.skipSpace();
             if (!reader.consume(':'))
