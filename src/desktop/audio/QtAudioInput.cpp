@@ -1,0 +1,86 @@
+#include "desktop/audio/QtAudioInput.h"
+
+#include "desktop/audio/PulseDefaultSource.h"
+
+#include <QMediaDevices>
+
+namespace {
+
+// Small reads keep the partial transcripts close behind the voice.
+constexpr int bufferMs = 40;
+
+Error audioError(const QString& message)
+{
+    return {QStringLiteral("Audio"), 1, message};
+}
+
+} // namespace
+
+QtAudioInput::QtAudioInput(QByteArray deviceId, QObject* parent)
+    : AudioInput(parent), m_deviceId(std::move(deviceId))
+{
+}
+
+QtAudioInput::~QtAudioInput()
+{
+    close();
+}
+
+bool QtAudioInput::hasInput() const
+{
+    return !QMediaDevices::audioInputs().isEmpty();
+}
+
+QAudioDevice QtAudioInput::chooseDevice() const
+{
+    const QList<QAudioDevice> inputs = QMediaDevices::audioInputs();
+    const QByteArray wanted = m_deviceId.isEmpty() ? PulseDefaultSource::name() : m_deviceId;
+    for (const QAudioDevice& device : inputs) {
+        if (device.id() == wanted)
+            return device;
+    }
+    return m_deviceId.isEmpty() ? QMediaDevices::defaultAudioInput() : QAudioDevice();
+}
+
+std::optional<Error> QtAudioInput::open()
+{
+    if (m_source)
+        return std::nullopt;
+    const QAudioDevice device = chooseDevice();
+    if (device.isNull())
+        return audioError(QStringLiteral("No microphone was found"));
+
+    QAudioFormat format = PcmConverter::targetFormat();
+    if (!device.isFormatSupported(format))
+        format = device.preferredFormat();
+    m_converter.emplace(format);
+    m_source = std::make_unique<QAudioSource>(device, format);
+    m_source->setBufferSize(format.bytesForDuration(bufferMs * 1000));
+    m_stream = m_source->start();
+    if (!m_stream || m_source->error() != QAudio::NoError) {
+        close();
+        return audioError(QStringLiteral("The microphone \"%1\" could not be opened").arg(device.description()));
+    }
+    connect(m_stream, &QIODevice::readyRead, this, &QtAudioInput::readAvailable);
+    return std::nullopt;
+}
+
+void QtAudioInput::close()
+{
+    if (!m_source)
+        return;
+    // What the device already captured is the end of the last word: deliver it before stopping.
+    readAvailable();
+    m_source->stop();
+    m_source.reset();
+    m_converter.reset();
+}
+
+void QtAudioInput::readAvailable()
+{
+    if (!m_stream || !m_converter)
+        return;
+    const QByteArray samples = m_converter->convert(m_stream->readAll());
+    if (!samples.isEmpty())
+        emit captured(samples);
+}

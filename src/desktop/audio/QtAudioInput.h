@@ -1,0 +1,34 @@
+#pragma once
+
+#include "desktop/AudioInput.h"
+#include "desktop/audio/PcmConverter.h"
+
+#include <QAudioDevice>
+#include <QAudioSource>
+#include <QPointer>
+#include <memory>
+#include <optional>
+
+// The microphone through Qt Multimedia. Without a device id it captures from the sound server's default
+// input; with one, from the input of that id.
+class QtAudioInput : public AudioInput
+{
+    Q_OBJECT
+public:
+    explicit QtAudioInput(QByteArray deviceId = {}, QObject* parent = nullptr);
+    ~QtAudioInput() override;
+
+    std::optional<Error> open() override;
+    void close() override;
+    bool isOpen() const override { return m_source != nullptr; }
+    bool hasInput() const override;
+
+private:
+    QAudioDevice chooseDevice() const;
+    void readAvailable();
+
+    QByteArray m_deviceId;
+    std::unique_ptr<QAudioSource> m_source;
+    QPointer<QIODevice> m_stream;
+    std::optional<PcmConverter> m_converter;
+};

@@ -1,0 +1,91 @@
+#include "desktop/pocketsphinx/SphinxDecoder.h"
+
+#include <QFile>
+#include <sphinxbase/err.h>
+#include <pocketsphinx.h>
+
+SphinxDecoder::SphinxDecoder(const std::atomic<quint64>& wanted, QObject* parent)
+    : QObject(parent), m_wanted(wanted)
+{
+}
+
+SphinxDecoder::~SphinxDecoder()
+{
+    if (m_decoder)
+        ps_free(m_decoder);
+}
+
+void SphinxDecoder::load(const QString& modelDir)
+{
+    // The library logs every step of its work; nothing of it is meant for the user.
+    err_set_logfp(nullptr);
+    const QByteArray acoustic = QFile::encodeName(modelDir + QStringLiteral("/en-us/en-us"));
+    const QByteArray language = QFile::encodeName(modelDir + QStringLiteral("/en-us/en-us.lm.bin"));
+    const QByteArray dictionary = QFile::encodeName(modelDir + QStringLiteral("/en-us/cmudict-en-us.dict"));
+    // Without the flat-lexicon pass the final result follows the end of the audio within tens of ms.
+    cmd_ln_t* config = cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", acoustic.constData(), "-lm",
+                                   language.constData(), "-dict", dictionary.constData(), "-fwdflat", "no",
+                                   nullptr);
+    if (config) {
+        m_decoder = ps_init(config);
+        cmd_ln_free_r(config);
+    }
+    emit loaded(m_decoder != nullptr);
+}
+
+void SphinxDecoder::begin(quint64 utterance)
+{
+    abandon();
+    if (utterance != m_wanted.load())
+        return;
+    if (!m_decoder || ps_start_utt(m_decoder) < 0) {
+        emit failed(utterance, QStringLiteral("Speech recognition could not start"));
+        return;
+    }
+    m_utterance = utterance;
+    m_inUtterance = true;
+    m_lastHypothesis.clear();
+}
+
+void SphinxDecoder::feed(quint64 utterance, const QByteArray& samples)
+{
+    if (!m_inUtterance || utterance != m_utterance || utterance != m_wanted.load())
+        return;
+    const auto* data = reinterpret_cast<const int16*>(samples.constData());
+    if (ps_process_raw(m_decoder, data, size_t(samples.size()) / sizeof(int16), FALSE, FALSE) < 0) {
+        abandon();
+        emit failed(utterance, QStringLiteral("Speech recognition failed"));
+        return;
+    }
+    const QString text = currentHypothesis();
+    if (text != m_lastHypothesis) {
+        m_lastHypothesis = text;
+        emit hypothesis(utterance, text, false);
+    }
+}
+
+void SphinxDecoder::end(quint64 utterance)
+{
+    if (!m_inUtterance || utterance != m_utterance)
+        return;
+    m_inUtterance = false;
+    if (ps_end_utt(m_decoder) < 0) {
+        emit failed(utterance, QStringLiteral("Speech recognition failed"));
+        return;
+    }
+    emit hypothesis(utterance, currentHypothesis(), true);
+}
+
+void SphinxDecoder::abandon()
+{
+    if (!m_inUtterance)
+        return;
+    m_inUtterance = false;
+    ps_end_utt(m_decoder);
+}
+
+QString SphinxDecoder::currentHypothesis() const
+{
+    const char* text = ps_get_hyp(m_decoder, nullptr);
+    return text ? QString::fromUtf8(text) : QString();
+}
