@@ -1,29 +1,28 @@
 #include "AskAccess.h"
 
-#include <QCryptographicHash>
+#include "Secrets.h"
 
-namespace {
-
-// Compares digests in constant time, so the time a wrong token takes tells nothing about the right one.
-bool sameSecret(const QString& a, const QString& b)
+AskAccess::AskAccess(std::optional<QString> sharedToken, AccountStore* accounts)
+    : m_sharedToken(std::move(sharedToken)), m_accounts(accounts)
 {
-    const QByteArray x = QCryptographicHash::hash(a.toUtf8(), QCryptographicHash::Sha256);
-    const QByteArray y = QCryptographicHash::hash(b.toUtf8(), QCryptographicHash::Sha256);
-    unsigned char difference = 0;
-    for (qsizetype i = 0; i < x.size(); ++i)
-        difference |= static_cast<unsigned char>(x.at(i) ^ y.at(i));
-    return difference == 0;
 }
 
-} // namespace
-
-AskAccess::AskAccess(std::optional<QString> sharedToken) : m_sharedToken(std::move(sharedToken)) {}
-
-AskAccess::Decision AskAccess::admit(const QString& bearerToken) const
+std::optional<AskAccess::Caller> AskAccess::admit(const QString& bearerToken) const
 {
     if (bearerToken.isEmpty())
-        return {};
-    if (m_sharedToken && sameSecret(bearerToken, *m_sharedToken))
-        return {Verdict::Allowed, QStringLiteral("shared token")};
-    return {};
+        return std::nullopt;
+    if (m_sharedToken && Secrets::same(bearerToken, *m_sharedToken))
+        return Caller{QStringLiteral("shared token"), std::nullopt};
+    if (!m_accounts)
+        return std::nullopt;
+    if (const std::optional<AccountStore::Caller> device = m_accounts->authenticate(bearerToken))
+        return Caller{QStringLiteral("%1, device %2").arg(device->email).arg(device->device), device->email};
+    return std::nullopt;
+}
+
+std::optional<AccountStore::Refusal> AskAccess::charge(const Caller& caller) const
+{
+    if (!caller.account || !m_accounts)
+        return std::nullopt;
+    return m_accounts->countAsk(*caller.account);
 }

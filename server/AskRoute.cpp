@@ -44,8 +44,8 @@ std::optional<AskInput> AskRoute::readInput(const QJsonObject& body, QString& pr
 
 void AskRoute::handle(const httplib::Request& request, httplib::Response& response)
 {
-    const AskAccess::Decision decision = m_access.admit(JsonReply::bearerToken(request));
-    if (decision.verdict == AskAccess::Verdict::Unauthorized) {
+    const std::optional<AskAccess::Caller> caller = m_access.admit(JsonReply::bearerToken(request));
+    if (!caller) {
         JsonReply::error(response, 401, QStringLiteral("unauthorized"));
         return;
     }
@@ -58,7 +58,11 @@ void AskRoute::handle(const httplib::Request& request, httplib::Response& respon
         JsonReply::error(response, 400, problem);
         return;
     }
-    stream(*input, decision.caller, response);
+    if (const std::optional<AccountStore::Refusal> refusal = m_access.charge(*caller)) {
+        JsonReply::error(response, refusal->status, refusal->message);
+        return;
+    }
+    stream(*input, caller->name, response);
 }
 
 void AskRoute::stream(const AskInput& input, const QString& caller, httplib::Response& response)

@@ -7,6 +7,7 @@
 namespace {
 
 constexpr int maxWordDelayMs = 10000;
+constexpr int maxPairingSeconds = 86400;
 
 std::optional<int> integer(const QString& text, int low, int high)
 {
@@ -15,6 +16,12 @@ std::optional<int> integer(const QString& text, int low, int high)
     if (!ok || value < low || value > high)
         return std::nullopt;
     return value;
+}
+
+QCommandLineOption option(const QString& name, const QString& description, const QString& value = {},
+                          const QString& defaultValue = {})
+{
+    return QCommandLineOption(name, description, value, defaultValue);
 }
 
 } // namespace
@@ -26,20 +33,29 @@ std::variant<ServiceOptions, ServiceOptions::Help, QString> ServiceOptions::pars
         QStringLiteral("The reference service of the Tavrin agent: the account API and the ask stream."));
     const QCommandLineOption help(QStringList{QStringLiteral("h"), QStringLiteral("help")},
                                   QStringLiteral("Show this help."));
-    const QCommandLineOption host(QStringLiteral("host"), QStringLiteral("Address to listen on (127.0.0.1)."),
-                                  QStringLiteral("ADDRESS"), QStringLiteral("127.0.0.1"));
-    const QCommandLineOption port(QStringLiteral("port"),
-                                  QStringLiteral("Port to listen on (8080); 0 picks a free one. The chosen "
-                                                 "address is printed as \"listening on URL\"."),
-                                  QStringLiteral("PORT"), QStringLiteral("8080"));
-    const QCommandLineOption token(QStringLiteral("token"),
-                                   QStringLiteral("Shared bearer token accepted by v1/ask (also read from "
-                                                  "TAVRIN_SERVICE_TOKEN)."),
-                                   QStringLiteral("TOKEN"));
-    const QCommandLineOption wordDelay(QStringLiteral("word-delay"),
-                                       QStringLiteral("Pause of the offline engine between words (30 ms)."),
-                                       QStringLiteral("MS"), QStringLiteral("30"));
-    parser.addOptions({help, host, port, token, wordDelay});
+    const auto host = option("host", "Address to listen on (127.0.0.1).", "ADDRESS", "127.0.0.1");
+    const auto port = option("port",
+                             "Port to listen on (8080); 0 picks a free one. The chosen address is printed as "
+                             "\"listening on URL\".",
+                             "PORT", "8080");
+    const auto token = option("token", "Shared bearer token accepted by v1/ask (also read from "
+                                       "TAVRIN_SERVICE_TOKEN).",
+                              "TOKEN");
+    const auto wordDelay = option("word-delay", "Pause of the offline engine between words (30 ms).", "MS", "30");
+    const auto account = option("account", "An account that signs in with this password (repeatable).",
+                                "EMAIL:PASSWORD");
+    const auto invite = option("invite", "An invite code that creates one account (repeatable).", "CODE");
+    const auto accounts = option("accounts", "JSON file of accounts and invites.", "FILE");
+    const auto state = option("state", "File that keeps accounts and devices across restarts (default: none, "
+                                       "in memory).",
+                              "FILE");
+    const auto mailbox = option("mailbox", "File that receives the e-mailed codes (they are logged too).", "FILE");
+    const auto dailyLimit = option("daily-limit", "Asks per account and day; 0 is no limit (0).", "N", "0");
+    const auto pairingTtl =
+        option("pairing-ttl", "Lifetime of pairing codes in seconds (300).", "SECONDS", "300");
+    const auto openSignup = option("open-signup", "Let new addresses create accounts without an invite.");
+    parser.addOptions({help, host, port, token, wordDelay, account, invite, accounts, state, mailbox, dailyLimit,
+                       pairingTtl, openSignup});
     parser.addOptions(UpstreamOptions::all());
     if (!parser.parse(arguments))
         return parser.errorText();
@@ -64,11 +80,39 @@ std::variant<ServiceOptions, ServiceOptions::Help, QString> ServiceOptions::pars
         return QStringLiteral("--token needs a non-empty token.");
     if (!sharedToken.isEmpty())
         options.token = sharedToken;
-    if (!options.token)
-        return QStringLiteral("Nobody could ask: give a shared token with --token.");
+
+    if (parser.isSet(accounts)) {
+        auto read = AccountSeed::readFile(parser.value(accounts));
+        if (const QString* problem = std::get_if<QString>(&read))
+            return *problem;
+        options.seed = std::get<AccountSeed>(std::move(read));
+    }
+    for (const QString& text : parser.values(account)) {
+        const auto parsed = AccountSeed::parseAccount(text);
+        if (const QString* problem = std::get_if<QString>(&parsed))
+            return *problem;
+        options.seed.accounts.append(std::get<AccountSeed::Account>(parsed));
+    }
+    options.seed.invites += parser.values(invite);
+    options.statePath = parser.value(state);
+    options.mailboxPath = parser.value(mailbox);
+    const std::optional<int> limit = integer(parser.value(dailyLimit), 0, 1000000);
+    if (!limit)
+        return QStringLiteral("--daily-limit needs a number of asks, 0 for no limit.");
+    options.dailyLimit = *limit;
+    const std::optional<int> lifetime = integer(parser.value(pairingTtl), 1, maxPairingSeconds);
+    if (!lifetime)
+        return QStringLiteral("--pairing-ttl needs a number of seconds from 1 to %1.").arg(maxPairingSeconds);
+    options.pairingLifetime = std::chrono::seconds(*lifetime);
+    options.openSignup = parser.isSet(openSignup);
+
     auto upstream = UpstreamOptions::read(parser);
     if (const QString* problem = std::get_if<QString>(&upstream))
         return *problem;
     options.upstream = std::get<std::optional<UpstreamSettings>>(std::move(upstream));
+
+    if (!options.token && !options.hasAccounts())
+        return QStringLiteral("Nobody could ask: give a shared token (--token), accounts (--account, --accounts) "
+                              "or a state file (--state).");
     return options;
 }

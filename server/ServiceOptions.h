@@ -1,5 +1,6 @@
 #pragma once
 
+#include "AccountSeed.h"
 #include "upstream/UpstreamSettings.h"
 
 #include <QString>
@@ -8,7 +9,7 @@
 #include <optional>
 #include <variant>
 
-// How tavrin-service was started: where it listens, who may ask, and which engine answers.
+// How tavrin-service was started: where it listens, who may ask, the accounts, and which engine answers.
 struct ServiceOptions
 {
     QString host = QStringLiteral("127.0.0.1");
@@ -16,6 +17,19 @@ struct ServiceOptions
     std::optional<QString> token;
     std::chrono::milliseconds wordDelay{30};
     std::optional<UpstreamSettings> upstream; // absent: the offline engine answers
+
+    AccountSeed seed;
+    QString statePath;   // empty: accounts live in memory only
+    QString mailboxPath; // empty: e-mailed codes go to the log only
+    int dailyLimit = 0;  // asks per account and day; 0: no limit
+    std::chrono::seconds pairingLifetime{300};
+    bool openSignup = false;
+
+    // Any account option turns the account half on; without one the service knows only the shared token.
+    bool hasAccounts() const
+    {
+        return !seed.isEmpty() || !statePath.isEmpty() || !mailboxPath.isEmpty() || openSignup;
+    }
 
     struct Help
     {

@@ -5,7 +5,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
-RunningService::RunningService(ServiceOptions options) : m_service(onFreePort(std::move(options)))
+RunningService::RunningService(ServiceOptions options, const Clock& clock)
+    : m_service(onFreePort(std::move(options)), clock)
 {
     if (const std::optional<QString> problem = m_service.bind())
         qFatal("the service could not start: %s", qUtf8Printable(*problem));
@@ -36,6 +37,10 @@ QNetworkRequest ServiceClient::request(const QString& url, const QString& token)
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
     if (!token.isEmpty())
         request.setRawHeader("Authorization", "Bearer " + token.toUtf8());
+    // A kept-alive connection would hold the service's shutdown for its keep-alive time.
+    request.setRawHeader("Connection", "close");
+    // Redirects are answers to look at here, not to follow (they lead to the agent's morvik: scheme).
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
     return request;
 }
 
@@ -70,6 +75,7 @@ Exchange ServiceClient::finish(QNetworkReply* reply)
     }
     exchange.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     exchange.body = reply->readAll();
+    exchange.location = reply->rawHeader("Location");
     reply->deleteLater();
     return exchange;
 }

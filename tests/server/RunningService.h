@@ -6,6 +6,7 @@
 #include <QJsonObject>
 #include <QNetworkAccessManager>
 #include <QString>
+#include <atomic>
 #include <thread>
 
 class QNetworkReply;
@@ -14,7 +15,7 @@ class QNetworkReply;
 class RunningService
 {
 public:
-    explicit RunningService(ServiceOptions options);
+    explicit RunningService(ServiceOptions options, const Clock& clock = systemClock());
     ~RunningService();
     RunningService(const RunningService&) = delete;
     RunningService& operator=(const RunningService&) = delete;
@@ -29,11 +30,28 @@ private:
     std::thread m_thread;
 };
 
+// A clock that stands still until the test moves it; readable from the server's threads.
+class FakeClock
+{
+public:
+    FakeClock() : m_msecs(QDateTime(QDate(2026, 3, 14), QTime(9, 0)).toMSecsSinceEpoch()) {}
+
+    Clock clock()
+    {
+        return [this] { return QDateTime::fromMSecsSinceEpoch(m_msecs); };
+    }
+    void advance(std::chrono::seconds by) { m_msecs += std::chrono::milliseconds(by).count(); }
+
+private:
+    std::atomic<qint64> m_msecs;
+};
+
 // One finished exchange with the service.
 struct Exchange
 {
     int status = 0;
     QByteArray body;
+    QByteArray location; // where a redirect points
     QJsonObject json() const;
 };
 

@@ -1,0 +1,209 @@
+#include "AccountRoutes.h"
+
+#include "Accounts.h"
+#include "JsonReply.h"
+#include "SessionReply.h"
+
+#include <QJsonArray>
+#include <QUrl>
+#include <QUrlQuery>
+#include <httplib.h>
+
+namespace {
+
+const QString purposeLogin = QStringLiteral("login");
+const QString purposeVerify = QStringLiteral("verify");
+
+QString text(const QJsonObject& body, const char* key)
+{
+    return body.value(QLatin1String(key)).toString();
+}
+
+// The link a phone opens to pair: it names this service as the agent reached it, and the code.
+QString pairingLink(const httplib::Request& request, const QString& code)
+{
+    QUrlQuery query;
+    query.addQueryItem(QStringLiteral("server"),
+                       QStringLiteral("http://") + QString::fromStdString(request.get_header_value("Host")));
+    query.addQueryItem(QStringLiteral("code"), code);
+    QUrl link;
+    link.setScheme(QStringLiteral("morvik"));
+    link.setHost(QStringLiteral("pair"));
+    link.setQuery(query);
+    return link.toString(QUrl::FullyEncoded);
+}
+
+} // namespace
+
+AccountRoutes::AccountRoutes(Accounts& accounts) : m_accounts(accounts) {}
+
+void AccountRoutes::install(httplib::Server& server)
+{
+    using Request = httplib::Request;
+    using Response = httplib::Response;
+    server.Get("/auth/config", [this](const Request&, Response& response) { config(response); });
+    server.Post("/auth/code", [this](const Request& request, Response& response) { sendCode(request, response); });
+    server.Post("/auth/code/verify",
+                [this](const Request& request, Response& response) { verifyCode(request, response, false); });
+    server.Post("/auth/verify",
+                [this](const Request& request, Response& response) { verifyCode(request, response, true); });
+    server.Post("/auth/login", [this](const Request& request, Response& response) { login(request, response); });
+    server.Post("/auth/pair", [this](const Request& request, Response& response) { pair(request, response); });
+    server.Get("/v1/me", [this](const Request& request, Response& response) {
+        if (const auto who = caller(request, response))
+            me(*who, response);
+    });
+    server.Post("/v1/pairing", [this](const Request& request, Response& response) {
+        if (const auto who = caller(request, response))
+            newPairingCode(*who, request, response);
+    });
+    server.Get("/v1/devices", [this](const Request& request, Response& response) {
+        if (const auto who = caller(request, response))
+            devices(*who, response);
+    });
+    server.Delete(R"(/v1/devices/(\d+))", [this](const Request& request, Response& response) {
+        if (const auto who = caller(request, response))
+            revoke(*who, request, response);
+    });
+}
+
+void AccountRoutes::config(httplib::Response& response) const
+{
+    JsonReply::object(response, 200,
+                      {{QStringLiteral("google"), true},
+                       {QStringLiteral("apple_web"), false},
+                       {QStringLiteral("email"), true},
+                       {QStringLiteral("invite_only"), !m_accounts.store.openSignup()}});
+}
+
+void AccountRoutes::sendCode(const httplib::Request& request, httplib::Response& response)
+{
+    const std::optional<QJsonObject> body = JsonReply::readObject(request, response);
+    if (!body)
+        return;
+    const QString email = AccountStore::normalized(text(*body, "email"));
+    if (!SessionReply::looksLikeEmail(email)) {
+        JsonReply::error(response, 400, QStringLiteral("Enter a valid e-mail address."));
+        return;
+    }
+    QString purpose = purposeLogin;
+    if (!m_accounts.store.hasAccount(email)) {
+        if (!m_accounts.store.openSignup()) {
+            JsonReply::error(response, 403,
+                             QStringLiteral("There is no account for %1, and new accounts need an invite: "
+                                            "continue with Google to use one.")
+                                 .arg(email));
+            return;
+        }
+        purpose = purposeVerify;
+    }
+    const QString code = m_accounts.emailCodes.issue(email, purpose, Accounts::emailCodeLifetime);
+    if (const std::optional<QString> problem = m_accounts.mailbox.deliver(email, code, purpose)) {
+        JsonReply::error(response, 500, *problem);
+        return;
+    }
+    JsonReply::object(response, 200,
+                      {{QStringLiteral("purpose"), purpose},
+                       {QStringLiteral("expires_in"), static_cast<int>(Accounts::emailCodeLifetime.count())}});
+}
+
+void AccountRoutes::verifyCode(const httplib::Request& request, httplib::Response& response, bool mayCreate)
+{
+    const std::optional<QJsonObject> body = JsonReply::readObject(request, response);
+    if (!body)
+        return;
+    const QString email = AccountStore::normalized(text(*body, "email"));
+    const auto entry = m_accounts.emailCodes.takeFor(email, text(*body, "code").trimmed());
+    if (!entry) {
+        JsonReply::error(response, 400, QStringLiteral("That code is wrong or has expired; ask for a new one."));
+        return;
+    }
+    // Only a code sent for an address without an account may create one, and only through auth/verify.
+    if (mayCreate && entry->note == purposeVerify && !m_accounts.store.hasAccount(email)) {
+        if (const std::optional<AccountStore::Refusal> refused = m_accounts.store.createAccount(email)) {
+            SessionReply::refusal(response, *refused);
+            return;
+        }
+    }
+    SessionReply::session(response, m_accounts.store.signIn(email, SessionReply::deviceFields(*body)));
+}
+
+void AccountRoutes::login(const httplib::Request& request, httplib::Response& response)
+{
+    const std::optional<QJsonObject> body = JsonReply::readObject(request, response);
+    if (!body)
+        return;
+    SessionReply::session(response, m_accounts.store.login(text(*body, "email"), text(*body, "password"),
+                                                           SessionReply::deviceFields(*body)));
+}
+
+void AccountRoutes::pair(const httplib::Request& request, httplib::Response& response)
+{
+    const std::optional<QJsonObject> body = JsonReply::readObject(request, response);
+    if (!body)
+        return;
+    const QString code = text(*body, "code").remove(QLatin1Char(' ')).remove(QLatin1Char('-')).trimmed().toUpper();
+    const auto entry = m_accounts.pairingCodes.take(code);
+    if (!entry) {
+        JsonReply::error(response, 400, QStringLiteral("That pairing code is wrong or has expired."));
+        return;
+    }
+    SessionReply::session(response, m_accounts.store.signIn(entry->subject, SessionReply::deviceFields(*body)));
+}
+
+void AccountRoutes::me(const AccountStore::Caller& caller, httplib::Response& response)
+{
+    const std::optional<AccountStore::User> user = m_accounts.store.user(caller.email);
+    if (!user) {
+        JsonReply::error(response, 401, QStringLiteral("unauthorized"));
+        return;
+    }
+    JsonReply::object(response, 200, {{QStringLiteral("user"), SessionReply::user(*user)}});
+}
+
+void AccountRoutes::newPairingCode(const AccountStore::Caller& caller, const httplib::Request& request,
+                                   httplib::Response& response)
+{
+    const QString code = m_accounts.pairingCodes.issue(caller.email, QStringLiteral("pair"), m_accounts.pairingLifetime);
+    JsonReply::object(response, 200,
+                      {{QStringLiteral("code"), code},
+                       {QStringLiteral("deep_link"), pairingLink(request, code)},
+                       {QStringLiteral("expires_in"), static_cast<int>(m_accounts.pairingLifetime.count())}});
+}
+
+void AccountRoutes::devices(const AccountStore::Caller& caller, httplib::Response& response)
+{
+    QJsonArray list;
+    for (const AccountState::Device& device : m_accounts.store.devices(caller.email)) {
+        list.append(QJsonObject{{QStringLiteral("id"), device.id},
+                                {QStringLiteral("name"), device.name},
+                                {QStringLiteral("client"), device.client},
+                                {QStringLiteral("platform"), device.platform},
+                                {QStringLiteral("created"), device.created.toUTC().toString(Qt::ISODate)}});
+    }
+    JsonReply::object(response, 200, {{QStringLiteral("current"), caller.device}, {QStringLiteral("devices"), list}});
+}
+
+void AccountRoutes::revoke(const AccountStore::Caller& caller, const httplib::Request& request,
+                           httplib::Response& response)
+{
+    bool ok = false;
+    const int device = QString::fromStdString(request.matches[1].str()).toInt(&ok);
+    const AccountStore::Outcome<int> outcome =
+        ok ? m_accounts.store.revoke(caller, device)
+           : AccountStore::Outcome<int>(AccountStore::Refusal{404, QStringLiteral("No such device.")});
+    if (const auto* refused = std::get_if<AccountStore::Refusal>(&outcome)) {
+        SessionReply::refusal(response, *refused);
+        return;
+    }
+    JsonReply::object(response, 200, {{QStringLiteral("revoked"), std::get<int>(outcome)}});
+}
+
+std::optional<AccountStore::Caller> AccountRoutes::caller(const httplib::Request& request,
+                                                          httplib::Response& response)
+{
+    std::optional<AccountStore::Caller> who = m_accounts.store.authenticate(JsonReply::bearerToken(request));
+    if (!who)
+        JsonReply::error(response, 401, QStringLiteral("unauthorized"));
+    return who;
+}

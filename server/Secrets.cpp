@@ -1,0 +1,69 @@
+#include "Secrets.h"
+
+#include <QByteArray>
+#include <QCryptographicHash>
+#include <QRandomGenerator>
+
+namespace {
+
+QByteArray randomBytes(int count)
+{
+    QByteArray bytes(count, Qt::Uninitialized);
+    QRandomGenerator::system()->fillRange(reinterpret_cast<quint32*>(bytes.data()), count / 4);
+    return bytes;
+}
+
+QString urlSafe(const QByteArray& bytes)
+{
+    return QString::fromLatin1(bytes.toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals));
+}
+
+QString drawn(const QLatin1String alphabet, int count)
+{
+    QString text;
+    for (int i = 0; i < count; ++i)
+        text += QLatin1Char(alphabet[QRandomGenerator::system()->bounded(static_cast<int>(alphabet.size()))]);
+    return text;
+}
+
+} // namespace
+
+namespace Secrets {
+
+QString deviceToken()
+{
+    return QStringLiteral("tv_") + urlSafe(randomBytes(32));
+}
+
+QString digits(int count)
+{
+    return drawn(QLatin1String("0123456789"), count);
+}
+
+QString pairingCode()
+{
+    // No 0/O, 1/I/L: the code is read off a screen and typed.
+    return drawn(QLatin1String("ABCDEFGHJKMNPQRSTUVWXYZ23456789"), 8);
+}
+
+QString ticket()
+{
+    return urlSafe(randomBytes(16));
+}
+
+QString digest(const QString& token)
+{
+    return QString::fromLatin1(QCryptographicHash::hash(token.toUtf8(), QCryptographicHash::Sha256).toHex());
+}
+
+bool same(const QString& a, const QString& b)
+{
+    const QByteArray x = QCryptographicHash::hash(a.toUtf8(), QCryptographicHash::Sha256);
+    const QByteArray y = QCryptographicHash::hash(b.toUtf8(), QCryptographicHash::Sha256);
+    unsigned char difference = 0;
+    for (qsizetype i = 0; i < x.size(); ++i)
+        difference |= static_cast<unsigned char>(x.at(i) ^ y.at(i));
+    return difference == 0;
+}
+
+} // namespace Secrets
