@@ -31,7 +31,8 @@ void ChatStreamParser::feed(QByteArrayView bytes, QList<ChatStream::Item>& out)
         if (end < 0) {
             m_partial += bytes;
             if (m_partial.size() > maxLineBytes)
-                fail(QStringLiteral("The model server sent a line of more than %1 bytes.").arg(maxLineBytes), out);
+                fail(QStringLiteral("The model server sent a line of more than %1 bytes.").arg(maxLineBytes),
+                     out);
             return;
         }
         m_partial += bytes.first(end);
@@ -61,19 +62,22 @@ void ChatStreamParser::takeData(QByteArrayView data, QList<ChatStream::Item>& ou
     // Invalid UTF-8 would make the whole line unreadable: replace it, keep the rest.
     const QJsonDocument document = QJsonDocument::fromJson(QString::fromUtf8(data).toUtf8());
     if (!document.isObject()) {
-        fail(QStringLiteral("The model server sent something that is not part of an answer: %1").arg(excerpt(data)),
+        fail(QStringLiteral("The model server sent something that is not part of an answer: %1")
+                 .arg(excerpt(data)),
              out);
         return;
     }
     const QJsonObject chunk = document.object();
     if (chunk.contains(QStringLiteral("error"))) {
-        fail(QStringLiteral("The model server reported an error: %1").arg(errorMessage(chunk.value(QStringLiteral("error")))),
+        fail(QStringLiteral("The model server reported an error: %1")
+                 .arg(errorMessage(chunk.value(QStringLiteral("error")))),
              out);
         return;
     }
     // Servers send one choice; usage-only chunks have none.
     const QJsonObject choice = chunk.value(QStringLiteral("choices")).toArray().at(0).toObject();
-    const QString text = choice.value(QStringLiteral("delta")).toObject().value(QStringLiteral("content")).toString();
+    const QString text =
+        choice.value(QStringLiteral("delta")).toObject().value(QStringLiteral("content")).toString();
     if (!text.isEmpty())
         out.append(ChatStream::Piece{text});
     if (choice.value(QStringLiteral("finish_reason")).isString())

@@ -5,7 +5,8 @@
 
 namespace {
 
-const char* const standingInstructions = R"(You write text that the user pastes, exactly as you write it, into the application they are working in.
+const char* const standingInstructions =
+    R"(You write text that the user pastes, exactly as you write it, into the application they are working in.
 
 Reply with that text and nothing else: no greeting or preamble ("Sure", "Here is"), no explanation, no closing remark, no quotation marks or code fences around it, no notes about what you changed.
 
@@ -39,7 +40,8 @@ QString document(const AskInput& input)
 {
     const QString spot = hasText(input.selection) ? element(QStringLiteral("selection"), *input.selection)
                                                   : QStringLiteral("<cursor/>");
-    return element(QStringLiteral("document"), input.before.value_or(QString()) + spot + input.after.value_or(QString()));
+    return element(QStringLiteral("document"),
+                   input.before.value_or(QString()) + spot + input.after.value_or(QString()));
 }
 
 QString request(const AskInput& input)
@@ -53,8 +55,8 @@ QString request(const AskInput& input)
         parts << element(QStringLiteral("copied"), *input.copied);
     // An instruction without an answer to rework is part of the request itself.
     const bool looseInstruction = !input.draft && hasText(input.adjust);
-    parts << element(QStringLiteral("request"), looseInstruction ? input.text + QLatin1Char('\n') + *input.adjust
-                                                                 : input.text);
+    parts << element(QStringLiteral("request"),
+                     looseInstruction ? input.text + QLatin1Char('\n') + *input.adjust : input.text);
     return parts.join(QLatin1Char('\n'));
 }
 

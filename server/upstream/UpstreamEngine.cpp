@@ -31,7 +31,7 @@ public:
     {
         m_clock.start();
         if (!m_sink.send(QStringLiteral("route"), {{QStringLiteral("route"), m_settings.model},
-                                                  {QStringLiteral("source"), m_settings.serverName()}}))
+                                                   {QStringLiteral("source"), m_settings.serverName()}}))
             return;
         const httplib::Error error = send(body);
         if (m_agentGone || m_failed)
@@ -56,16 +56,18 @@ public:
 private:
     httplib::Error send(const QByteArray& body)
     {
-        httplib::Client client(
-            QStringLiteral("%1://%2").arg(m_settings.endpoint.scheme(), m_settings.serverName()).toStdString());
+        httplib::Client client(QStringLiteral("%1://%2")
+                                   .arg(m_settings.endpoint.scheme(), m_settings.serverName())
+                                   .toStdString());
         client.set_connection_timeout(connectTimeout);
         client.set_read_timeout(readTimeout);
         client.set_write_timeout(connectTimeout);
 
         httplib::Request request;
         request.method = "POST";
-        request.path = m_settings.endpoint.toString(QUrl::RemoveScheme | QUrl::RemoveAuthority | QUrl::FullyEncoded)
-                           .toStdString();
+        request.path =
+            m_settings.endpoint.toString(QUrl::RemoveScheme | QUrl::RemoveAuthority | QUrl::FullyEncoded)
+                .toStdString();
         request.body = body.toStdString();
         request.set_header("Content-Type", "application/json");
         request.set_header("Accept", "text/event-stream");
@@ -77,7 +79,8 @@ private:
             m_status = response.status;
             return true;
         };
-        request.content_receiver = [this](const char* data, std::size_t length, std::uint64_t, std::uint64_t) {
+        request.content_receiver = [this](const char* data, std::size_t length, std::uint64_t,
+                                          std::uint64_t) {
             m_sinceData.start();
             const QByteArrayView bytes(data, static_cast<qsizetype>(length));
             return m_status == 200 ? forward(bytes) : keepErrorBody(bytes);
@@ -100,7 +103,8 @@ private:
                 fail(failure->message);
                 return false;
             }
-            if (!m_sink.send(QStringLiteral("delta"), {{QStringLiteral("t"), std::get<ChatStream::Piece>(item).text}})) {
+            if (!m_sink.send(QStringLiteral("delta"),
+                             {{QStringLiteral("t"), std::get<ChatStream::Piece>(item).text}})) {
                 m_agentGone = true;
                 return false;
             }

@@ -48,8 +48,9 @@ QString transport(const QString& server, httplib::Error error, std::chrono::mill
     case httplib::Error::SSLConnection:
     case httplib::Error::SSLLoadingCerts:
     case httplib::Error::SSLServerVerification:
-        return QStringLiteral("The secure connection to the model server at %1 failed: its certificate could not "
-                              "be verified or TLS did not work.")
+        return QStringLiteral(
+                   "The secure connection to the model server at %1 failed: its certificate could not "
+                   "be verified or TLS did not work.")
             .arg(server);
     default:
         return QStringLiteral("The request to the model server at %1 failed (%2).")

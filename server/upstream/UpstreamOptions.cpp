@@ -16,10 +16,11 @@ namespace UpstreamOptions {
 QList<QCommandLineOption> all()
 {
     return {
-        QCommandLineOption(upstreamName,
-                           QStringLiteral("Answer with a language model behind this OpenAI-compatible server, "
-                                          "e.g. http://127.0.0.1:11434/v1 (default: the offline engine)."),
-                           QStringLiteral("URL")),
+        QCommandLineOption(
+            upstreamName,
+            QStringLiteral("Answer with a language model behind this OpenAI-compatible server, "
+                           "e.g. http://127.0.0.1:11434/v1 (default: the offline engine)."),
+            QStringLiteral("URL")),
         QCommandLineOption(modelName, QStringLiteral("The model the upstream server should use."),
                            QStringLiteral("NAME")),
         QCommandLineOption(keyVariableName,
@@ -53,7 +54,8 @@ std::variant<std::optional<UpstreamSettings>, QString> read(const QCommandLinePa
     const QUrl base(given, QUrl::StrictMode);
     const bool web = base.scheme() == QLatin1String("http") || base.scheme() == QLatin1String("https");
     if (!base.isValid() || !web || base.host().isEmpty())
-        return QStringLiteral("--upstream needs an http or https URL such as http://127.0.0.1:11434/v1, not \"%1\".")
+        return QStringLiteral(
+                   "--upstream needs an http or https URL such as http://127.0.0.1:11434/v1, not \"%1\".")
             .arg(given);
     if (!base.userInfo().isEmpty())
         return QStringLiteral("--upstream must not carry credentials: put the API key in an environment "
@@ -67,10 +69,12 @@ std::variant<std::optional<UpstreamSettings>, QString> read(const QCommandLinePa
     if (parser.isSet(keyVariableName)) {
         const QString variable = parser.value(keyVariableName);
         if (!qEnvironmentVariableIsSet(variable.toLocal8Bit().constData()))
-            return QStringLiteral("The environment variable %1 named by --api-key-env is not set.").arg(variable);
+            return QStringLiteral("The environment variable %1 named by --api-key-env is not set.")
+                .arg(variable);
         settings.apiKey = qEnvironmentVariable(variable.toLocal8Bit().constData()).trimmed();
         if (settings.apiKey.isEmpty())
-            return QStringLiteral("The environment variable %1 named by --api-key-env is empty.").arg(variable);
+            return QStringLiteral("The environment variable %1 named by --api-key-env is empty.")
+                .arg(variable);
     }
     return settings;
 }

@@ -1,0 +1,215 @@
+#include "ScriptedUpstream.h"
+#include "upstream/Prompt.h"
+#include "upstream/UpstreamEngine.h"
+
+#include <QJsonArray>
+#include <QTest>
+
+namespace {
+
+using Reply = ScriptedUpstream::Reply;
+
+// Keeps each event as "name:value"; `refuseFrom` plays an agent that hangs up before that event.
+class RecordingSink : public EventSink
+{
+public:
+    explicit RecordingSink(qsizetype refuseFrom = -1) : m_refuseFrom(refuseFrom) {}
+
+    bool send(const QString& event, const QJsonObject& data) override
+    {
+        if (m_refuseFrom >= 0 && events.size() >= m_refuseFrom)
+            return false;
+        if (event == QLatin1String("route"))
+            events << "route:" + data["route"].toString() + "@" + data["source"].toString();
+        else if (event == QLatin1String("delta"))
+            events << "delta:" + data["t"].toString();
+        else if (event == QLatin1String("done"))
+            events << "done:" + data["route"].toString() +
+                          (data["ms"].toInteger(-1) >= 0 ? "" : " without ms");
+        else
+            events << event + ":" + data["message"].toString();
+        return true;
+    }
+
+    QStringList events;
+
+private:
+    qsizetype m_refuseFrom;
+};
+
+UpstreamEngine engineFor(const QString& baseUrl, const QString& apiKey = {})
+{
+    return UpstreamEngine({QUrl(baseUrl + "/chat/completions"), QStringLiteral("m"), apiKey});
+}
+
+AskInput ask(const QString& text)
+{
+    AskInput input;
+    input.text = text;
+    return input;
+}
+
+const QByteArray done = "data: [DONE]\n\n";
+
+} // namespace
+
+Q_DECLARE_METATYPE(Reply)
+Q_DECLARE_METATYPE(AskInput)
+
+class TestUpstreamEngine : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void translatesTheUpstream_data()
+    {
+        QTest::addColumn<Reply>("reply");
+        QTest::addColumn<QStringList>("expected"); // after the route event; %1 is the server's name
+        const QByteArray hello = ScriptedUpstream::content("Hel");
+        QTest::newRow("a piece per chunk") << Reply{200, {hello, ScriptedUpstream::content("lo"), done}}
+                                           << QStringList{"delta:Hel", "delta:lo", "done:m"};
+        const QByteArray grusse = ScriptedUpstream::content(QString::fromUtf8("Grüße"));
+        const qsizetype umlaut = grusse.indexOf("\xC3\xBC") + 1;
+        QTest::newRow("line and character split across chunks")
+            << Reply{200, {grusse.first(umlaut), grusse.sliced(umlaut) + done}}
+            << QStringList{QString::fromUtf8("delta:Grüße"), "done:m"};
+        QTest::newRow("CR LF, comments, a role-only chunk, finish reason without [DONE]")
+            << Reply{200,
+                     {": keep-alive\r\n\r\ndata: "
+                      "{\"choices\":[{\"delta\":{\"role\":\"assistant\"}}]}\r\n\r\n",
+                      QByteArray(hello).replace("\n", "\r\n"),
+                      "data: {\"choices\":[{\"delta\":{},\"finish_reason\":\"stop\"}]}\r\n\r\n"}}
+            << QStringList{"delta:Hel", "done:m"};
+        QTest::newRow("status with a JSON error")
+            << Reply{401, {R"({"error":{"message":"Invalid API key","type":"invalid_request_error"}})"}}
+            << QStringList{"error:The model server at %1 answered HTTP 401: Invalid API key"};
+        QTest::newRow("status with a plain error")
+            << Reply{404, {"{\"error\":\"model 'm' not found\"}"}}
+            << QStringList{"error:The model server at %1 answered HTTP 404: model 'm' not found"};
+        QTest::newRow("status without a body")
+            << Reply{503, {}} << QStringList{"error:The model server at %1 answered HTTP 503."};
+        QTest::newRow("error inside the stream")
+            << Reply{200, {hello, "data: {\"error\":{\"message\":\"out of memory\"}}\n\n", done}}
+            << QStringList{"delta:Hel", "error:The model server reported an error: out of memory"};
+        QTest::newRow("malformed line")
+            << Reply{200, {hello, "data: {\"choices\": [\n\n", done}}
+            << QStringList{"delta:Hel", "error:The model server sent something that "
+                                        "is not part of an answer: {\"choices\": ["};
+        QTest::newRow("broken connection")
+            << Reply{200, {hello}, true}
+            << QStringList{"delta:Hel", "error:The connection to the model server at %1 broke off."};
+        QTest::newRow("ends unfinished")
+            << Reply{200, {hello}}
+            << QStringList{"delta:Hel", "error:The model server at %1 stopped before "
+                                        "the answer was complete."};
+    }
+    void translatesTheUpstream()
+    {
+        QFETCH(Reply, reply);
+        QFETCH(QStringList, expected);
+        ScriptedUpstream upstream;
+        upstream.enqueue(reply);
+        RecordingSink sink;
+        engineFor(upstream.baseUrl()).answer(ask("hi"), sink);
+        expected.prepend("route:m@%1");
+        for (QString& event : expected)
+            event.replace("%1", upstream.serverName());
+        QCOMPARE(sink.events, expected);
+    }
+
+    void unreachableUpstreamIsAnError()
+    {
+        QString closedUrl;
+        {
+            const ScriptedUpstream gone;
+            closedUrl = gone.baseUrl();
+        }
+        RecordingSink sink;
+        engineFor(closedUrl).answer(ask("hi"), sink);
+        QCOMPARE(sink.events.size(), 2);
+        QVERIFY2(sink.events.last().endsWith("cannot be reached. Is it running?"),
+                 qPrintable(sink.events.last()));
+    }
+
+    void hangingUpCancelsTheUpstream_data()
+    {
+        QTest::addColumn<int>("refuseFrom");
+        QTest::addColumn<int>("upstreamRequests");
+        QTest::newRow("before the route") << 0 << 0;
+        QTest::newRow("in the middle of the answer") << 3 << 1;
+    }
+    void hangingUpCancelsTheUpstream()
+    {
+        QFETCH(int, refuseFrom);
+        QFETCH(int, upstreamRequests);
+        ScriptedUpstream upstream;
+        upstream.enqueue(Reply{200, {ScriptedUpstream::content("Once")}, false, true});
+        RecordingSink sink(refuseFrom);
+        engineFor(upstream.baseUrl()).answer(ask("tell me a long story"), sink);
+        QCOMPARE(sink.events.size(), refuseFrom);
+        QCOMPARE(upstream.received().size(), upstreamRequests);
+        if (upstreamRequests > 0) {
+            QTRY_VERIFY(upstream.clientHungUp());
+            QVERIFY2(upstream.wordsSent() < 100, "the upstream went on streaming after the agent had gone");
+        }
+    }
+
+    void sendsTheAskAsAStreamedChat_data()
+    {
+        QTest::addColumn<QString>("apiKey");
+        QTest::addColumn<AskInput>("input");
+        QTest::addColumn<QStringList>("messages"); // "role: content" after the standing instructions
+        AskInput plain = ask("what is the capital of Peru?");
+        plain.app = "selftest";
+        QTest::newRow("plain ask")
+            << QString() << plain
+            << QStringList{"user: <app>selftest</app>\n<request>what is the capital of Peru?</request>"};
+        AskInput reply = ask("say yes, politely");
+        reply.app = "Mail";
+        reply.copied = "Kommst du morgen?";
+        reply.selection = "";
+        reply.before = "Hallo Jan,\n";
+        QTest::newRow("reply to copied text")
+            << "sk-test" << reply
+            << QStringList{"user: <app>Mail</app>\n<document>Hallo Jan,\n<cursor/></document>\n"
+                           "<copied>Kommst du morgen?</copied>\n<request>say yes, politely</request>"};
+        AskInput rework = ask("fix the tone");
+        rework.selection = "u r late";
+        rework.before = "Hi, ";
+        rework.after = " again.";
+        rework.draft = "You are late.";
+        rework.adjust = " friendlier ";
+        QTest::newRow("rework")
+            << QString() << rework
+            << QStringList{
+                   "user: <document>Hi, <selection>u r late</selection> again.</document>\n<request>fix the "
+                   "tone</request>",
+                   "assistant: You are late.", "user: Rework your previous answer: friendlier"};
+    }
+    void sendsTheAskAsAStreamedChat()
+    {
+        QFETCH(QString, apiKey);
+        QFETCH(AskInput, input);
+        QFETCH(QStringList, messages);
+        ScriptedUpstream upstream;
+        upstream.enqueue(Reply{200, {done}});
+        RecordingSink sink;
+        engineFor(upstream.baseUrl(), apiKey).answer(input, sink);
+        QCOMPARE(upstream.received().size(), 1);
+        const ScriptedUpstream::Received request = upstream.received().constFirst();
+        QCOMPARE(request.path, QStringLiteral("/v1/chat/completions"));
+        QCOMPARE(request.authorization, apiKey.isEmpty() ? QString() : "Bearer " + apiKey);
+        QCOMPARE(request.body["model"].toString(), QStringLiteral("m"));
+        QCOMPARE(request.body["stream"].toBool(), true);
+        const QJsonArray sent = request.body["messages"].toArray();
+        QCOMPARE(sent.first()["role"].toString(), QStringLiteral("system"));
+        QCOMPARE(sent.first()["content"].toString(), Prompt::instructions());
+        QStringList rest;
+        for (qsizetype i = 1; i < sent.size(); ++i)
+            rest << sent[i]["role"].toString() + ": " + sent[i]["content"].toString();
+        QCOMPARE(rest, messages);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestUpstreamEngine)
+#include "tst_upstreamengine.moc"
