@@ -59,6 +59,13 @@ Exchange ServiceClient::post(const QString& url, const QJsonObject& body, const 
     return post(url, QJsonDocument(body).toJson(QJsonDocument::Compact), token);
 }
 
+Exchange ServiceClient::postNothing(const QString& url, const QString& token)
+{
+    QNetworkRequest bare = request(url, token);
+    bare.setHeader(QNetworkRequest::ContentTypeHeader, QVariant());
+    return finish(m_network.sendCustomRequest(bare, "POST"));
+}
+
 Exchange ServiceClient::remove(const QString& url, const QString& token)
 {
     return finish(m_network.deleteResource(request(url, token)));

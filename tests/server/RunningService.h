@@ -63,6 +63,8 @@ public:
     Exchange post(const QString& url, const QByteArray& body, const QString& token = {});
     Exchange post(const QString& url, const QJsonObject& body, const QString& token = {});
     Exchange remove(const QString& url, const QString& token = {});
+    // A POST with no body and no Content-Length, the way the agent asks for a pairing code.
+    Exchange postNothing(const QString& url, const QString& token);
 
     QNetworkAccessManager& network() { return m_network; }
     static QNetworkRequest request(const QString& url, const QString& token);

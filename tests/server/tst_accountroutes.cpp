@@ -152,7 +152,7 @@ private slots:
     void pairingCodesExpire()
     {
         const QString token = signIn();
-        const Exchange pairing = m_client.post(url("v1/pairing"), QByteArray(), token);
+        const Exchange pairing = m_client.postNothing(url("v1/pairing"), token);
         QCOMPARE(pairing.status, 200);
         const int lifetime = pairing.json().value("expires_in").toInt();
         QCOMPARE(lifetime, 300);
