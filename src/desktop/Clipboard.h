@@ -14,6 +14,8 @@ public:
     virtual std::optional<QString> text() = 0;
     virtual ClipboardContents save() = 0;
     virtual void restore(const ClipboardContents& contents) = 0;
+    // Puts text on the clipboard as a copy the user made: it stays, and clipboard managers keep it.
+    virtual void setText(const QString& text) = 0;
     // Puts text on the clipboard, marked so that clipboard managers leave it out of their history.
     virtual void setTransientText(const QString& text) = 0;
     // Puts text in the selection that terminals paste from (PRIMARY on X11).

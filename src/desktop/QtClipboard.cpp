@@ -66,6 +66,11 @@ void QtClipboard::restore(const ClipboardContents& contents)
     QGuiApplication::clipboard()->setMimeData(data, QClipboard::Clipboard);
 }
 
+void QtClipboard::setText(const QString& text)
+{
+    QGuiApplication::clipboard()->setText(text, QClipboard::Clipboard);
+}
+
 void QtClipboard::setTransientText(const QString& text)
 {
     auto* data = new QMimeData;

@@ -15,6 +15,7 @@ public:
     std::optional<QString> text() override;
     ClipboardContents save() override;
     void restore(const ClipboardContents& contents) override;
+    void setText(const QString& text) override;
     void setTransientText(const QString& text) override;
     void setSelectionText(const QString& text) override;
     quint64 changeCount() override { return m_changeCount; }

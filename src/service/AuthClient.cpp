@@ -150,11 +150,11 @@ void send(QNetworkReply* reply, QObject* context, bool checked, BodyCallback don
     QObject::connect(reply, &QNetworkReply::finished, context, [reply, checked, done = std::move(done)] {
         reply->deleteLater();
         const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-        const QByteArray body = reply->readAll();
         if (!status.isValid() || reply->error() == QNetworkReply::OperationCanceledError) {
             done(Http::transportError(*reply));
             return;
         }
+        const QByteArray body = reply->readAll();
         if (checked) {
             if (auto failure = check(status.toInt(), body)) {
                 done(*failure);

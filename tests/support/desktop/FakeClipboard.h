@@ -31,6 +31,7 @@ public:
     }
     ClipboardContents save() override { return contents; }
     void restore(const ClipboardContents& saved) override { copyByUser(saved); }
+    void setText(const QString& text) override { copyByUser(textContents(text)); }
     void setTransientText(const QString& text) override
     {
         ClipboardContents marked = textContents(text);

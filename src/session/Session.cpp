@@ -1,0 +1,246 @@
+#include "session/Session.h"
+
+#include "app/Preferences.h"
+#include "desktop/Clipboard.h"
+#include "desktop/DesktopPlatform.h"
+#include "desktop/Dictation.h"
+#include "desktop/Keystroke.h"
+#include "service/AgentClient.h"
+
+namespace {
+
+const QString routeSeparator = QStringLiteral(" · ");
+const QString warningSign = QStringLiteral("\u26A0\uFE0F");
+
+} // namespace
+
+Session::Session(std::unique_ptr<Dictation> dictation, QObject* parent)
+    : QObject(parent), m_dictation(std::move(dictation))
+{
+}
+
+Session::~Session()
+{
+    cancelStream();
+}
+
+void Session::setRequest(const QString& request)
+{
+    if (m_request == request)
+        return;
+    m_request = request;
+    emit requestChanged();
+}
+
+void Session::setAdjustText(const QString& text)
+{
+    if (m_adjustText == text)
+        return;
+    m_adjustText = text;
+    emit adjustTextChanged();
+}
+
+std::optional<QString> Session::clipboardText()
+{
+    const std::optional<QString> text = DesktopPlatform::system().clipboard().text();
+    if (!text)
+        return std::nullopt;
+    const QString trimmed = text->trimmed();
+    if (trimmed.isEmpty())
+        return std::nullopt;
+    return trimmed;
+}
+
+void Session::begin(bool listening, bool replyToClipboard)
+{
+    cancelStream();
+    // Read before the capture, which may use the clipboard itself.
+    const std::optional<QString> clipboard = replyToClipboard ? clipboardText() : std::nullopt;
+    m_context = FocusContext::capture();
+    emit contextChanged();
+    m_copied = clipboard;
+    emit copiedChanged();
+    setRequest(QString());
+    setAnswer(QString());
+    setRouteLabel(QString());
+    setLink(std::nullopt);
+    m_autoInsert = listening;
+    setPhase({listening ? Phase::Listening : Phase::Typing, {}});
+    if (!listening)
+        return;
+    if (auto failure = m_dictation->start(this, [this](const QString& partial) { setRequest(partial); }))
+        setPhase({Phase::Error, failure->message});
+}
+
+void Session::finishListening()
+{
+    m_dictation->stop(this, [this](const QString& transcript) {
+        if (!transcript.isEmpty())
+            setRequest(transcript);
+        if (m_request.isEmpty()) {
+            m_autoInsert = false;
+            setPhase({Phase::Typing, {}});
+            return;
+        }
+        send();
+    });
+}
+
+void Session::send(const std::optional<QString>& draft, const std::optional<QString>& adjust)
+{
+    QString text = m_request.trimmed();
+    if (text.isEmpty() && m_copied)
+        text = replyRequest;
+    if (text.isEmpty())
+        return;
+    if (m_request.isEmpty())
+        setRequest(text);
+    if (!m_config) {
+        setPhase({Phase::Error, notSignedIn});
+        return;
+    }
+    setPhase({Phase::Thinking, {}});
+    setAnswer(QString());
+    if (adjust)
+        m_autoInsert = false;
+    startStream(buildRequest(text, draft, adjust));
+}
+
+AskRequest Session::buildRequest(const QString& text, const std::optional<QString>& draft,
+                                 const std::optional<QString>& adjust) const
+{
+    AskRequest request;
+    request.text = text;
+    request.selection = m_context.selection;
+    request.before = m_context.before;
+    request.after = m_context.after;
+    if (m_context.app && !m_context.app->name.isEmpty())
+        request.app = m_context.app->name;
+    request.copied = m_copied;
+    request.draft = draft;
+    request.adjust = adjust;
+    return request;
+}
+
+void Session::startStream(const AskRequest& request)
+{
+    // A new answer replaces the one still streaming, so that two answers never mix.
+    cancelStream();
+    m_streamAnswered = false;
+    m_stream = AgentClient::ask(request, *m_config);
+    connect(m_stream, &AskStream::event, this, &Session::apply);
+    connect(m_stream, &AskStream::finished, this, &Session::streamEnded);
+}
+
+void Session::cancelStream()
+{
+    if (m_stream)
+        m_stream->cancel();
+    m_stream = nullptr;
+}
+
+void Session::apply(const AskEvent& event)
+{
+    if (!std::holds_alternative<AskEvents::Route>(event) && !std::holds_alternative<AskEvents::Reset>(event))
+        m_streamAnswered = true;
+    if (const auto* route = std::get_if<AskEvents::Route>(&event)) {
+        setRouteLabel(route->route + routeSeparator + route->source);
+    } else if (const auto* delta = std::get_if<AskEvents::Delta>(&event)) {
+        setAnswer(m_answer + delta->text);
+        setPhase({Phase::Answer, {}});
+    } else if (const auto* link = std::get_if<AskEvents::Link>(&event)) {
+        setLink(link->url);
+        setAnswer(link->message);
+        setPhase({Phase::Answer, {}});
+    } else if (const auto* done = std::get_if<AskEvents::Done>(&event)) {
+        setRouteLabel(done->route + routeSeparator + QString::asprintf("%.1f", double(done->ms) / 1000.0) + u's');
+        setPhase({Phase::Answer, {}});
+        autoInsertIfWanted();
+    } else if (const auto* failure = std::get_if<AskEvents::Failure>(&event)) {
+        setPhase({Phase::Error, failure->message});
+    } else {
+        setAnswer(QString());
+    }
+}
+
+void Session::streamEnded(const std::optional<Error>& error)
+{
+    m_stream = nullptr;
+    if (error)
+        setPhase({Phase::Error, error->message});
+    else if (!m_streamAnswered)
+        setPhase({Phase::Error, emptyAnswer});
+}
+
+void Session::autoInsertIfWanted()
+{
+    if (!(m_autoInsert || Preferences::autoInsert()))
+        return;
+    if (m_answer.isEmpty() || m_answer.startsWith(warningSign))
+        return;
+    close();
+    Keystroke::insert(m_answer, m_context.app);
+}
+
+void Session::refine(const QString& instruction)
+{
+    const QString trimmed = instruction.trimmed();
+    if (trimmed.isEmpty() || m_answer.isEmpty() || m_link)
+        return;
+    setAdjustText(QString());
+    send(m_answer, trimmed);
+}
+
+void Session::insert()
+{
+    if (m_answer.isEmpty())
+        return;
+    close();
+    Keystroke::insert(m_answer, m_context.app);
+}
+
+void Session::copy()
+{
+    DesktopPlatform::system().clipboard().setText(m_answer);
+}
+
+void Session::close()
+{
+    cancelStream();
+    m_dictation->cancel();
+    setPhase({Phase::Idle, {}});
+    if (m_onClose)
+        m_onClose();
+}
+
+void Session::setPhase(const Phase& phase)
+{
+    if (m_phase == phase)
+        return;
+    m_phase = phase;
+    emit phaseChanged();
+}
+
+void Session::setAnswer(const QString& answer)
+{
+    if (m_answer == answer)
+        return;
+    m_answer = answer;
+    emit answerChanged();
+}
+
+void Session::setRouteLabel(const QString& label)
+{
+    if (m_routeLabel == label)
+        return;
+    m_routeLabel = label;
+    emit routeLabelChanged();
+}
+
+void Session::setLink(const std::optional<QUrl>& link)
+{
+    if (m_link == link)
+        return;
+    m_link = link;
+    emit linkChanged();
+}

@@ -1,0 +1,310 @@
+#include "FakeAudioInput.h"
+#include "FakeDesktopPlatform.h"
+#include "FakeSpeechRecognizer.h"
+#include "ScriptedServer.h"
+#include "app/Preferences.h"
+#include "desktop/Dictation.h"
+#include "session/Session.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+using Phase = Session::Phase;
+
+namespace {
+
+QByteArray events(std::initializer_list<std::pair<const char*, const char*>> list)
+{
+    QByteArray bytes;
+    for (const auto& [name, data] : list)
+        bytes += QByteArray("event: ") + name + "\ndata: " + data + "\n\n";
+    return bytes;
+}
+
+const QByteArray helloAnswer = events({{"delta", R"({"t":"Hel"})"}, {"delta", R"({"t":"lo"})"},
+                                       {"done", R"({"ms":1520,"route":"fast"})"}});
+
+} // namespace
+
+class TestSession : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_settings;
+    std::unique_ptr<FakeDesktopPlatform> m_desktop;
+    std::unique_ptr<ScriptedServer> m_server;
+    std::unique_ptr<Session> m_session;
+    FakeSpeechRecognizer* m_recognizer = nullptr;
+    FakeAudioInput* m_microphone = nullptr;
+    int m_closes = 0;
+
+    QJsonObject lastSent() const { return QJsonDocument::fromJson(m_server->requests().last().body).object(); }
+    Phase::Kind phase() const { return m_session->phase().kind; }
+    void answerWith(const QByteArray& stream) { m_server->enqueue(ScriptedResponse().part(stream)); }
+    bool pasted() const { return !m_desktop->keys.sent.isEmpty(); }
+
+private slots:
+    void initTestCase()
+    {
+        QSettings::setDefaultFormat(QSettings::IniFormat);
+        QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, m_settings.path());
+    }
+
+    void init()
+    {
+        Preferences::setAutoInsert(false);
+        m_desktop = std::make_unique<FakeDesktopPlatform>();
+        m_desktop->reader.app = RunningApp{QStringLiteral("Mousepad"), 42, 7, QStringLiteral("mousepad")};
+        m_server = std::make_unique<ScriptedServer>();
+        auto microphone = std::make_unique<FakeAudioInput>();
+        auto recognizer = std::make_unique<FakeSpeechRecognizer>();
+        m_microphone = microphone.get();
+        m_recognizer = recognizer.get();
+        m_session = std::make_unique<Session>(std::make_unique<Dictation>(std::move(microphone), std::move(recognizer)));
+        m_session->setConfig(AgentConfig{m_server->url().toString(), QStringLiteral("tok"), std::nullopt});
+        m_closes = 0;
+        m_session->setOnClose([this] { ++m_closes; });
+    }
+
+    void cleanup()
+    {
+        m_session.reset();
+        m_server.reset();
+        m_desktop.reset();
+    }
+
+    void replyToClipboardSendsTheFixedRequest()
+    {
+        m_desktop->board.copyByUser(FakeClipboard::textContents(QStringLiteral(" \n  Can we meet at 3?\n\t")));
+        m_session->begin(false, true);
+        QCOMPARE(m_session->copied(), QStringLiteral("Can we meet at 3?"));
+        answerWith(helloAnswer);
+        m_session->send();
+        QCOMPARE(m_session->request(), Session::replyRequest);
+        QTRY_COMPARE(phase(), Phase::Answer);
+        QCOMPARE(lastSent().value("text").toString(), Session::replyRequest);
+        QCOMPARE(lastSent().value("copied").toString(), QStringLiteral("Can we meet at 3?"));
+        QCOMPARE(lastSent().value("app").toString(), QStringLiteral("Mousepad"));
+    }
+
+    void emptyRequestsAreIgnored_data()
+    {
+        QTest::addColumn<QString>("clipboard");
+        QTest::addColumn<QString>("request");
+        QTest::newRow("blank clipboard, empty request") << QStringLiteral(" \n ") << QString();
+        QTest::newRow("no reply, blank request") << QString() << QStringLiteral("   \n");
+    }
+    void emptyRequestsAreIgnored()
+    {
+        QFETCH(QString, clipboard);
+        QFETCH(QString, request);
+        m_desktop->board.copyByUser(FakeClipboard::textContents(clipboard));
+        m_session->begin(false, !clipboard.isEmpty());
+        QCOMPARE(m_session->copied(), std::nullopt);
+        m_session->setRequest(request);
+        m_session->send();
+        QCOMPARE(phase(), Phase::Typing);
+        QCOMPARE(m_session->request(), request);
+    }
+
+    void signedOutSendsNothing()
+    {
+        m_session->setConfig(std::nullopt);
+        m_session->begin(false, false);
+        m_session->setRequest(QStringLiteral("hi"));
+        m_session->send();
+        QCOMPARE(m_session->phase(), (Phase{Phase::Error, Session::notSignedIn}));
+        QTest::qWait(0);
+        QVERIFY(m_server->requests().isEmpty());
+    }
+
+    void routeDeltaDoneBuildTheLabelsAndAnswer()
+    {
+        m_server->enqueue(ScriptedResponse()
+                              .part(events({{"route", R"({"route":"fast","source":"auto"})"}}))
+                              .heldPart(helloAnswer));
+        m_session->begin(false, false);
+        m_session->setRequest(QStringLiteral("greet"));
+        m_session->send();
+        QCOMPARE(phase(), Phase::Thinking);
+        QTRY_COMPARE(m_session->routeLabel(), QStringLiteral("fast · auto"));
+        QCOMPARE(phase(), Phase::Thinking);
+        m_server->release();
+        QTRY_COMPARE(m_session->routeLabel(), QStringLiteral("fast · 1.5s"));
+        QCOMPARE(m_session->answer(), QStringLiteral("Hello"));
+        QCOMPARE(phase(), Phase::Answer);
+        QVERIFY(!pasted());
+    }
+
+    void resetRestartsTheAnswer()
+    {
+        answerWith(events({{"delta", R"({"t":"draft"})"}, {"reset", "{}"}, {"delta", R"({"t":"final"})"}}));
+        m_session->begin(false, false);
+        m_session->setRequest(QStringLiteral("x"));
+        QSignalSpy answers(m_session.get(), &Session::answerChanged);
+        m_session->send();
+        QTRY_COMPARE(m_session->answer(), QStringLiteral("final"));
+    }
+
+    void linkAnswerCannotBeRefined()
+    {
+        answerWith(events({{"link", "{\"url\":\"https://t.example/job/9\",\"message\":\"Working on it\"}"}}));
+        m_session->begin(false, false);
+        m_session->setRequest(QStringLiteral("long job"));
+        m_session->send();
+        QTRY_COMPARE(m_session->link(), QUrl(QStringLiteral("https://t.example/job/9")));
+        QCOMPARE(m_session->answer(), QStringLiteral("Working on it"));
+        QTRY_VERIFY(!m_session->property("link").toUrl().isEmpty());
+        m_session->refine(QStringLiteral("make it shorter"));
+        QCOMPARE(phase(), Phase::Answer);
+        QCOMPARE(m_server->requests().size(), 1);
+    }
+
+    void dictatedAnswerIsPastedWhenComplete()
+    {
+        m_session->begin(true, false);
+        QCOMPARE(phase(), Phase::Listening);
+        m_recognizer->hear(QStringLiteral("say hello"));
+        QTRY_COMPARE(m_session->request(), QStringLiteral("say hello"));
+        answerWith(helloAnswer);
+        m_session->finishListening();
+        QTRY_VERIFY(pasted());
+        QCOMPARE(phase(), Phase::Idle);
+        QCOMPARE(m_closes, 1);
+        QCOMPARE(m_desktop->keys.sent.first().clipboardText, QStringLiteral("Hello"));
+        QCOMPARE(lastSent().value("text").toString(), QStringLiteral("say hello"));
+    }
+
+    void warningsAndReworksAreNeverPastedByThemselves()
+    {
+        m_session->begin(true, false);
+        m_recognizer->hear(QStringLiteral("fix this"));
+        QTRY_COMPARE(m_session->request(), QStringLiteral("fix this"));
+        answerWith(events({{"delta", R"({"t":"⚠️ No text was selected."})"}, {"done", R"({"ms":5})"}}));
+        m_session->finishListening();
+        QTRY_COMPARE(m_session->routeLabel(), QStringLiteral(" · 0.0s"));
+        QCOMPARE(phase(), Phase::Answer);
+
+        answerWith(helloAnswer);
+        m_session->setAdjustText(QStringLiteral("shorter"));
+        m_session->refine(QStringLiteral("  shorter \n"));
+        QCOMPARE(m_session->adjustText(), QString());
+        QTRY_COMPARE(m_session->answer(), QStringLiteral("Hello"));
+        QTRY_COMPARE(m_session->routeLabel(), QStringLiteral("fast · 1.5s"));
+        QCOMPARE(lastSent().value("draft").toString(), QStringLiteral("⚠️ No text was selected."));
+        QCOMPARE(lastSent().value("adjust").toString(), QStringLiteral("shorter"));
+        QCOMPARE(lastSent().value("text").toString(), QStringLiteral("fix this"));
+        QCOMPARE(phase(), Phase::Answer);
+        QVERIFY(!pasted());
+    }
+
+    void releasingInSilenceFallsBackToTyping()
+    {
+        m_session->begin(true, false);
+        m_session->finishListening();
+        QTRY_COMPARE(phase(), Phase::Typing);
+        QCOMPARE(m_session->request(), QString());
+        QVERIFY(!m_session->autoInsert());
+        answerWith(helloAnswer);
+        m_session->setRequest(QStringLiteral("typed instead"));
+        m_session->send();
+        QTRY_COMPARE(m_session->routeLabel(), QStringLiteral("fast · 1.5s"));
+        QVERIFY(!pasted());
+    }
+
+    void thePreferenceInsertsTypedAnswers()
+    {
+        Preferences::setAutoInsert(true);
+        answerWith(helloAnswer);
+        m_session->begin(false, false);
+        m_session->setRequest(QStringLiteral("x"));
+        m_session->send();
+        QTRY_VERIFY(pasted());
+        QCOMPARE(m_desktop->keys.activated.value(0).name, QStringLiteral("Mousepad"));
+    }
+
+    void closeWhileThinkingIsSilent()
+    {
+        m_server->enqueue(ScriptedResponse().heldPart(helloAnswer));
+        m_session->begin(false, false);
+        m_session->setRequest(QStringLiteral("x"));
+        m_session->send();
+        QTRY_VERIFY(m_server->isHolding());
+        m_session->close();
+        QCOMPARE(phase(), Phase::Idle);
+        QSignalSpy changes(m_session.get(), &Session::phaseChanged);
+        QSignalSpy answers(m_session.get(), &Session::answerChanged);
+        QSignalSpy hangUp(m_server.get(), &ScriptedServer::closedByClient);
+        m_server->release();
+        QTRY_VERIFY(hangUp.count() > 0);
+        QCOMPARE(changes.count(), 0);
+        QCOMPARE(answers.count(), 0);
+    }
+
+    void aNewSendReplacesTheRunningAnswer()
+    {
+        m_server->enqueue(ScriptedResponse().heldPart(events({{"delta", R"({"t":"OLD"})"}})));
+        answerWith(helloAnswer);
+        m_session->begin(false, false);
+        m_session->setRequest(QStringLiteral("x"));
+        m_session->send();
+        QTRY_VERIFY(m_server->isHolding());
+        QSignalSpy hangUp(m_server.get(), &ScriptedServer::closedByClient);
+        m_session->send();
+        QTRY_COMPARE(m_session->routeLabel(), QStringLiteral("fast · 1.5s"));
+        QTRY_VERIFY(hangUp.count() > 0);
+        m_server->release();
+        QCOMPARE(m_session->answer(), QStringLiteral("Hello"));
+    }
+
+    void streamsThatFailOrSayNothingEndInAnError_data()
+    {
+        QTest::addColumn<QByteArray>("stream");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("failure event") << events({{"delta", R"({"t":"kept"})"}, {"error", R"({"message":"model down"})"}})
+                                       << 200 << QStringLiteral("model down");
+        QTest::newRow("signed out on the service") << QByteArray() << 401
+                                                   << QStringLiteral("This Mac is signed out. Open Tavrin and sign in again.");
+        QTest::newRow("nothing but a route") << events({{"route", R"({"route":"r"})"}}) << 200 << Session::emptyAnswer;
+    }
+    void streamsThatFailOrSayNothingEndInAnError()
+    {
+        QFETCH(QByteArray, stream);
+        QFETCH(int, status);
+        QFETCH(QString, message);
+        m_server->enqueue(ScriptedResponse(status).part(stream));
+        m_session->begin(false, false);
+        m_session->setRequest(QStringLiteral("x"));
+        m_session->send();
+        QTRY_COMPARE(m_session->phase(), (Phase{Phase::Error, message}));
+    }
+
+    void insertAndCopy()
+    {
+        m_session->begin(false, false);
+        m_session->insert();
+        QCOMPARE(phase(), Phase::Typing);
+        QCOMPARE(m_closes, 0);
+
+        answerWith(helloAnswer);
+        m_session->setRequest(QStringLiteral("x"));
+        m_session->send();
+        QTRY_COMPARE(m_session->answer(), QStringLiteral("Hello"));
+        m_session->copy();
+        QCOMPARE(m_desktop->board.text(), QStringLiteral("Hello"));
+        QCOMPARE(phase(), Phase::Answer);
+        m_session->insert();
+        QCOMPARE(phase(), Phase::Idle);
+        QCOMPARE(m_closes, 1);
+        QTRY_VERIFY(pasted());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestSession)
+#include "tst_session.moc"
