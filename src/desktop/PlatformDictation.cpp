@@ -4,5 +4,4 @@
 
 Dictation::Dictation(QObject* parent)
     : Dictation(std::make_unique<QtAudioInput>(), std::make_unique<PocketSphinxRecognizer>(), parent)
-{
-}
+{}

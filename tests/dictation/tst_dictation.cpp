@@ -35,8 +35,7 @@ struct Rig
     explicit Rig(Readiness readiness = Readiness::Ready)
         : recognizer(new FakeSpeechRecognizer(readiness)),
           dictation(std::unique_ptr<AudioInput>(audio), std::unique_ptr<SpeechRecognizer>(recognizer))
-    {
-    }
+    {}
 
     void start() { QVERIFY(!dictation.start(&listener, listener.onPartial())); }
     void stop() { dictation.stop(&listener, listener.onFinal()); }
@@ -56,9 +55,12 @@ private slots:
     {
         QTest::addColumn<QString>("heard");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("plain") << "make it shorter" << "make it shorter";
-        QTest::newRow("trailing newline and blanks") << "make it shorter \n " << "make it shorter";
-        QTest::newRow("only blanks") << "  \n" << "";
+        QTest::newRow("plain") << "make it shorter"
+                               << "make it shorter";
+        QTest::newRow("trailing newline and blanks") << "make it shorter \n "
+                                                     << "make it shorter";
+        QTest::newRow("only blanks") << "  \n"
+                                     << "";
     }
     void finalTranscriptIsTrimmedPartialsAreNot()
     {
@@ -86,11 +88,16 @@ private slots:
     {
         QTest::addColumn<QString>("ending");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("no final result: the timeout gives the transcript so far") << "timeout" << "half a";
-        QTest::newRow("recognition error: the transcript so far") << "error" << "half a";
-        QTest::newRow("cancel: the empty text") << "cancel" << "";
-        QTest::newRow("new start: the empty text") << "start" << "";
-        QTest::newRow("second stop: the first waiter gets the empty text") << "stop" << "";
+        QTest::newRow("no final result: the timeout gives the transcript so far") << "timeout"
+                                                                                  << "half a";
+        QTest::newRow("recognition error: the transcript so far") << "error"
+                                                                  << "half a";
+        QTest::newRow("cancel: the empty text") << "cancel"
+                                                << "";
+        QTest::newRow("new start: the empty text") << "start"
+                                                   << "";
+        QTest::newRow("second stop: the first waiter gets the empty text") << "stop"
+                                                                           << "";
     }
     void everyWayOfEndingAWaitDeliversOnce()
     {
@@ -151,7 +158,8 @@ private slots:
         QTest::addColumn<QString>("message");
         QTest::newRow("model did not load") << Readiness::Unavailable << false << "Dictation"
                                             << "Speech recognition is not available";
-        QTest::newRow("microphone cannot open") << Readiness::Ready << true << "Audio" << "no device";
+        QTest::newRow("microphone cannot open") << Readiness::Ready << true << "Audio"
+                                                << "no device";
     }
     void startFailures()
     {
@@ -274,7 +282,8 @@ private slots:
         for (bool loadedFirst : {true, false}) {
             Rig rig(loadedFirst ? readiness : Readiness::Loading);
             rig.audio->setHasInput(hasInput);
-            rig.dictation.requestPermissions(&rig.listener, [&](bool answer) { rig.listener.answers << answer; });
+            rig.dictation.requestPermissions(&rig.listener,
+                                             [&](bool answer) { rig.listener.answers << answer; });
             QCoreApplication::processEvents();
             if (!loadedFirst) {
                 QVERIFY(rig.listener.answers.isEmpty());

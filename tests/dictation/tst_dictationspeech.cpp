@@ -27,8 +27,8 @@ private:
     {
         const QString path = m_clips.filePath(QString(phrase).replace(' ', '_') + ".wav");
         if (!QFile::exists(path)) {
-            const int status = QProcess::execute(QStringLiteral("flite"),
-                                                 {"-voice", "kal16", "-t", phrase, "-o", path});
+            const int status =
+                QProcess::execute(QStringLiteral("flite"), {"-voice", "kal16", "-t", phrase, "-o", path});
             if (status != 0)
                 return {};
         }
@@ -64,6 +64,14 @@ private:
         QVERIFY2(!error, qPrintable(error ? error->message : QString()));
     }
 
+    // Decoding may lag behind the voice on a busy machine; the final result is only bounded once it
+    // has caught up.
+    bool heardSoFar(const QString& phrase)
+    {
+        return QTest::qWaitFor(
+            [&] { return !m_listener->partials.isEmpty() && m_listener->partials.last() == phrase; }, 20000);
+    }
+
     void stop()
     {
         m_dictation->stop(m_listener, [this](const QString& text) { m_listener->finals << text; });
@@ -73,7 +81,8 @@ private slots:
     void initTestCase()
     {
         QVERIFY(m_clips.isValid());
-        QVERIFY2(!qEnvironmentVariableIsEmpty("PULSE_SERVER"), "run through ctest: the sound server is a fixture");
+        QVERIFY2(!qEnvironmentVariableIsEmpty("PULSE_SERVER"),
+                 "run through ctest: the sound server is a fixture");
         m_dictation = std::make_unique<Dictation>();
         bool granted = false;
         QObject context;
@@ -106,19 +115,20 @@ private slots:
         QFETCH(QString, phrase);
         start();
         QVERIFY(say(phrase));
-        const QStringList heardWhileSpeaking = m_listener->partials;
+        QVERIFY(heardSoFar(phrase));
+        // The transcript grew word by word before the key was released.
+        QVERIFY(m_listener->partials.size() >= 2);
+        QVERIFY(m_listener->partials.first().size() < phrase.size());
         stop();
-        QTRY_COMPARE(m_listener->finals.size(), 1);
-        QCOMPARE(m_listener->finals.first(), phrase);
-        QVERIFY2(!heardWhileSpeaking.isEmpty(), "partial transcripts should arrive while the user speaks");
-        QVERIFY(heardWhileSpeaking.first().size() <= heardWhileSpeaking.last().size());
+        QTRY_COMPARE(m_listener->finals, QStringList{phrase});
     }
 
     void releaseBeforeSpeechGivesEmptyText()
     {
         start();
         stop();
-        QTRY_COMPARE_WITH_TIMEOUT(m_listener->finals, QStringList{QString()}, Dictation::finalResultTimeoutMs + 300);
+        QTRY_COMPARE_WITH_TIMEOUT(m_listener->finals, QStringList{QString()},
+                                  Dictation::finalResultTimeoutMs + 300);
     }
 
     void cancelWhileWaitingGivesEmptyTextAtOnce()
@@ -138,6 +148,7 @@ private slots:
         start();
         QCOMPARE(recordingStreams(), 1);
         QVERIFY(say(QStringLiteral("make it shorter")));
+        QVERIFY(heardSoFar(QStringLiteral("make it shorter")));
         stop();
         QTRY_COMPARE(m_listener->finals, QStringList{QStringLiteral("make it shorter")});
     }
@@ -148,6 +159,7 @@ private slots:
         m_dictation->arm();
         QVERIFY(say(QStringLiteral("make it shorter")));
         start();
+        QVERIFY(heardSoFar(QStringLiteral("make it shorter")));
         stop();
         QTRY_COMPARE(m_listener->finals, QStringList{QStringLiteral("make it shorter")});
     }

@@ -9,8 +9,7 @@ namespace {
 
 constexpr int targetRate = 16000;
 
-template <typename T>
-T read(const char* bytes)
+template <typename T> T read(const char* bytes)
 {
     T value;
     std::memcpy(&value, bytes, sizeof value);
@@ -30,8 +29,7 @@ QAudioFormat PcmConverter::targetFormat()
 
 PcmConverter::PcmConverter(const QAudioFormat& source)
     : m_source(source), m_step(double(source.sampleRate()) / targetRate)
-{
-}
+{}
 
 QByteArray PcmConverter::convert(const QByteArray& bytes)
 {

@@ -5,8 +5,7 @@
 namespace {
 
 // Runs the loop until `done` says so or the connection fails.
-template <typename Done>
-bool iterateUntil(pa_mainloop* loop, pa_context* context, Done done)
+template <typename Done> bool iterateUntil(pa_mainloop* loop, pa_context* context, Done done)
 {
     while (!done()) {
         const pa_context_state_t state = pa_context_get_state(context);
@@ -26,7 +25,8 @@ QByteArray PulseDefaultSource::name()
     pa_context* context = pa_context_new(pa_mainloop_get_api(loop), "tavrin");
     QByteArray result;
     if (pa_context_connect(context, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) >= 0 &&
-        iterateUntil(loop, context, [context] { return pa_context_get_state(context) == PA_CONTEXT_READY; })) {
+        iterateUntil(loop, context,
+                     [context] { return pa_context_get_state(context) == PA_CONTEXT_READY; })) {
         pa_operation* operation = pa_context_get_server_info(
             context,
             [](pa_context*, const pa_server_info* info, void* out) {

@@ -18,8 +18,7 @@ Error audioError(const QString& message)
 
 QtAudioInput::QtAudioInput(QByteArray deviceId, QObject* parent)
     : AudioInput(parent), m_deviceId(std::move(deviceId))
-{
-}
+{}
 
 QtAudioInput::~QtAudioInput()
 {
@@ -59,7 +58,8 @@ std::optional<Error> QtAudioInput::open()
     m_stream = m_source->start();
     if (!m_stream || m_source->error() != QAudio::NoError) {
         close();
-        return audioError(QStringLiteral("The microphone \"%1\" could not be opened").arg(device.description()));
+        return audioError(
+            QStringLiteral("The microphone \"%1\" could not be opened").arg(device.description()));
     }
     connect(m_stream, &QIODevice::readyRead, this, &QtAudioInput::readAvailable);
     return std::nullopt;

@@ -11,7 +11,8 @@ PocketSphinxRecognizer::PocketSphinxRecognizer(const QString& modelDir, QObject*
     connect(m_decoder.get(), &SphinxDecoder::hypothesis, this, &PocketSphinxRecognizer::onHypothesis);
     connect(m_decoder.get(), &SphinxDecoder::failed, this, &PocketSphinxRecognizer::onFailed);
     m_thread.start();
-    QMetaObject::invokeMethod(m_decoder.get(), [decoder = m_decoder.get(), modelDir] { decoder->load(modelDir); });
+    QMetaObject::invokeMethod(m_decoder.get(),
+                              [decoder = m_decoder.get(), modelDir] { decoder->load(modelDir); });
 }
 
 PocketSphinxRecognizer::~PocketSphinxRecognizer()
@@ -30,20 +31,23 @@ void PocketSphinxRecognizer::beginUtterance()
 {
     const quint64 utterance = ++m_lastUtterance;
     m_wanted.store(utterance);
-    QMetaObject::invokeMethod(m_decoder.get(), [decoder = m_decoder.get(), utterance] { decoder->begin(utterance); });
+    QMetaObject::invokeMethod(m_decoder.get(),
+                              [decoder = m_decoder.get(), utterance] { decoder->begin(utterance); });
 }
 
 void PocketSphinxRecognizer::appendAudio(const QByteArray& samples)
 {
     const quint64 utterance = m_wanted.load();
-    QMetaObject::invokeMethod(m_decoder.get(),
-                              [decoder = m_decoder.get(), utterance, samples] { decoder->feed(utterance, samples); });
+    QMetaObject::invokeMethod(m_decoder.get(), [decoder = m_decoder.get(), utterance, samples] {
+        decoder->feed(utterance, samples);
+    });
 }
 
 void PocketSphinxRecognizer::endAudio()
 {
     const quint64 utterance = m_wanted.load();
-    QMetaObject::invokeMethod(m_decoder.get(), [decoder = m_decoder.get(), utterance] { decoder->end(utterance); });
+    QMetaObject::invokeMethod(m_decoder.get(),
+                              [decoder = m_decoder.get(), utterance] { decoder->end(utterance); });
 }
 
 void PocketSphinxRecognizer::cancel()

@@ -1,13 +1,12 @@
 #include "desktop/pocketsphinx/SphinxDecoder.h"
 
 #include <QFile>
-#include <sphinxbase/err.h>
 #include <pocketsphinx.h>
+#include <sphinxbase/err.h>
 
 SphinxDecoder::SphinxDecoder(const std::atomic<quint64>& wanted, QObject* parent)
     : QObject(parent), m_wanted(wanted)
-{
-}
+{}
 
 SphinxDecoder::~SphinxDecoder()
 {
@@ -23,9 +22,9 @@ void SphinxDecoder::load(const QString& modelDir)
     const QByteArray language = QFile::encodeName(modelDir + QStringLiteral("/en-us/en-us.lm.bin"));
     const QByteArray dictionary = QFile::encodeName(modelDir + QStringLiteral("/en-us/cmudict-en-us.dict"));
     // Without the flat-lexicon pass the final result follows the end of the audio within tens of ms.
-    cmd_ln_t* config = cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", acoustic.constData(), "-lm",
-                                   language.constData(), "-dict", dictionary.constData(), "-fwdflat", "no",
-                                   nullptr);
+    cmd_ln_t* config =
+        cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", acoustic.constData(), "-lm", language.constData(),
+                    "-dict", dictionary.constData(), "-fwdflat", "no", nullptr);
     if (config) {
         m_decoder = ps_init(config);
         cmd_ln_free_r(config);
