@@ -42,13 +42,16 @@ void AccountRoutes::install(httplib::Server& server)
     using Request = httplib::Request;
     using Response = httplib::Response;
     server.Get("/auth/config", [this](const Request&, Response& response) { config(response); });
-    server.Post("/auth/code", [this](const Request& request, Response& response) { sendCode(request, response); });
+    server.Post("/auth/code",
+                [this](const Request& request, Response& response) { sendCode(request, response); });
     server.Post("/auth/code/verify",
                 [this](const Request& request, Response& response) { verifyCode(request, response, false); });
     server.Post("/auth/verify",
                 [this](const Request& request, Response& response) { verifyCode(request, response, true); });
-    server.Post("/auth/login", [this](const Request& request, Response& response) { login(request, response); });
-    server.Post("/auth/pair", [this](const Request& request, Response& response) { pair(request, response); });
+    server.Post("/auth/login",
+                [this](const Request& request, Response& response) { login(request, response); });
+    server.Post("/auth/pair",
+                [this](const Request& request, Response& response) { pair(request, response); });
     server.Get("/v1/me", [this](const Request& request, Response& response) {
         if (const auto who = caller(request, response))
             me(*who, response);
@@ -107,9 +110,10 @@ void AccountRoutes::sendCode(const httplib::Request& request, httplib::Response&
         JsonReply::error(response, 500, *problem);
         return;
     }
-    JsonReply::object(response, 200,
-                      {{QStringLiteral("purpose"), purpose},
-                       {QStringLiteral("expires_in"), static_cast<int>(Accounts::emailCodeLifetime.count())}});
+    JsonReply::object(
+        response, 200,
+        {{QStringLiteral("purpose"), purpose},
+         {QStringLiteral("expires_in"), static_cast<int>(Accounts::emailCodeLifetime.count())}});
 }
 
 void AccountRoutes::verifyCode(const httplib::Request& request, httplib::Response& response, bool mayCreate)
@@ -120,7 +124,8 @@ void AccountRoutes::verifyCode(const httplib::Request& request, httplib::Respons
     const QString email = AccountStore::normalized(text(*body, "email"));
     const auto entry = m_accounts.emailCodes.takeFor(email, text(*body, "code").trimmed());
     if (!entry) {
-        JsonReply::error(response, 400, QStringLiteral("That code is wrong or has expired; ask for a new one."));
+        JsonReply::error(response, 400,
+                         QStringLiteral("That code is wrong or has expired; ask for a new one."));
         return;
     }
     // Only a code sent for an address without an account may create one, and only through auth/verify.
@@ -147,13 +152,15 @@ void AccountRoutes::pair(const httplib::Request& request, httplib::Response& res
     const std::optional<QJsonObject> body = JsonReply::readObject(request, response);
     if (!body)
         return;
-    const QString code = text(*body, "code").remove(QLatin1Char(' ')).remove(QLatin1Char('-')).trimmed().toUpper();
+    const QString code =
+        text(*body, "code").remove(QLatin1Char(' ')).remove(QLatin1Char('-')).trimmed().toUpper();
     const auto entry = m_accounts.pairingCodes.take(code);
     if (!entry) {
         JsonReply::error(response, 400, QStringLiteral("That pairing code is wrong or has expired."));
         return;
     }
-    SessionReply::session(response, m_accounts.store.signIn(entry->subject, SessionReply::deviceFields(*body)));
+    SessionReply::session(response,
+                          m_accounts.store.signIn(entry->subject, SessionReply::deviceFields(*body)));
 }
 
 void AccountRoutes::me(const AccountStore::Caller& caller, httplib::Response& response)
@@ -169,7 +176,8 @@ void AccountRoutes::me(const AccountStore::Caller& caller, httplib::Response& re
 void AccountRoutes::newPairingCode(const AccountStore::Caller& caller, const httplib::Request& request,
                                    httplib::Response& response)
 {
-    const QString code = m_accounts.pairingCodes.issue(caller.email, QStringLiteral("pair"), m_accounts.pairingLifetime);
+    const QString code =
+        m_accounts.pairingCodes.issue(caller.email, QStringLiteral("pair"), m_accounts.pairingLifetime);
     JsonReply::object(response, 200,
                       {{QStringLiteral("code"), code},
                        {QStringLiteral("deep_link"), pairingLink(request, code)},
@@ -186,7 +194,8 @@ void AccountRoutes::devices(const AccountStore::Caller& caller, httplib::Respons
                                 {QStringLiteral("platform"), device.platform},
                                 {QStringLiteral("created"), device.created.toUTC().toString(Qt::ISODate)}});
     }
-    JsonReply::object(response, 200, {{QStringLiteral("current"), caller.device}, {QStringLiteral("devices"), list}});
+    JsonReply::object(response, 200,
+                      {{QStringLiteral("current"), caller.device}, {QStringLiteral("devices"), list}});
 }
 
 void AccountRoutes::revoke(const AccountStore::Caller& caller, const httplib::Request& request,

@@ -31,7 +31,8 @@ private:
     void newPairingCode(const AccountStore::Caller& caller, const httplib::Request& request,
                         httplib::Response& response);
     void devices(const AccountStore::Caller& caller, httplib::Response& response);
-    void revoke(const AccountStore::Caller& caller, const httplib::Request& request, httplib::Response& response);
+    void revoke(const AccountStore::Caller& caller, const httplib::Request& request,
+                httplib::Response& response);
 
     // The signed-in caller, or nothing after answering 401.
     std::optional<AccountStore::Caller> caller(const httplib::Request& request, httplib::Response& response);

@@ -33,7 +33,9 @@ std::variant<AccountSeed, QString> AccountSeed::readFile(const QString& path)
                         object.value(QStringLiteral("plan")).toString(),
                         object.value(QStringLiteral("role")).toString()};
         if (account.email.isEmpty() || account.password.isEmpty())
-            return QStringLiteral("%1: account %2 needs an \"email\" and a \"password\".").arg(path).arg(i + 1);
+            return QStringLiteral("%1: account %2 needs an \"email\" and a \"password\".")
+                .arg(path)
+                .arg(i + 1);
         seed.accounts.append(account);
     }
     for (const QJsonValue& invite : document.object().value(QStringLiteral("invites")).toArray()) {

@@ -17,9 +17,12 @@ QJsonObject toJson(const AccountState::Account& account)
 
 QJsonObject toJson(const AccountState::Device& device)
 {
-    return {{"id", device.id},           {"email", device.email},
-            {"token_sha256", device.tokenDigest}, {"name", device.name},
-            {"client", device.client},   {"platform", device.platform},
+    return {{"id", device.id},
+            {"email", device.email},
+            {"token_sha256", device.tokenDigest},
+            {"name", device.name},
+            {"client", device.client},
+            {"platform", device.platform},
             {"created", device.created.toUTC().toString(Qt::ISODate)}};
 }
 
@@ -39,8 +42,12 @@ QByteArray AccountState::encode() const
     QJsonObject asks;
     for (auto it = usage.constBegin(); it != usage.constEnd(); ++it)
         asks.insert(it.key(), QJsonObject{{"day", it->day.toString(Qt::ISODate)}, {"asks", it->asks}});
-    const QJsonObject root{{"version", 1},         {"accounts", accountList}, {"devices", deviceList},
-                           {"next_device", nextDevice}, {"used_invites_sha256", invites}, {"usage", asks}};
+    const QJsonObject root{{"version", 1},
+                           {"accounts", accountList},
+                           {"devices", deviceList},
+                           {"next_device", nextDevice},
+                           {"used_invites_sha256", invites},
+                           {"usage", asks}};
     return QJsonDocument(root).toJson(QJsonDocument::Indented);
 }
 
@@ -65,9 +72,12 @@ std::variant<AccountState, QString> AccountState::decode(const QByteArray& bytes
     }
     for (const QJsonValue& value : root.value("devices").toArray()) {
         const QJsonObject object = value.toObject();
-        Device device{object.value("id").toInt(),           object.value("email").toString(),
-                      object.value("token_sha256").toString(), object.value("name").toString(),
-                      object.value("client").toString(),    object.value("platform").toString(),
+        Device device{object.value("id").toInt(),
+                      object.value("email").toString(),
+                      object.value("token_sha256").toString(),
+                      object.value("name").toString(),
+                      object.value("client").toString(),
+                      object.value("platform").toString(),
                       QDateTime::fromString(object.value("created").toString(), Qt::ISODate)};
         if (device.id <= 0 || device.tokenDigest.isEmpty())
             return QStringLiteral("a device without an id or token digest");

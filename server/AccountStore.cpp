@@ -30,9 +30,9 @@ AccountStore::Refusal alreadyThere(const QString& email)
 
 } // namespace
 
-AccountStore::AccountStore(Settings settings, Clock clock) : m_settings(std::move(settings)), m_clock(std::move(clock))
-{
-}
+AccountStore::AccountStore(Settings settings, Clock clock)
+    : m_settings(std::move(settings)), m_clock(std::move(clock))
+{}
 
 QString AccountStore::normalized(const QString& email)
 {
@@ -49,7 +49,8 @@ std::optional<QString> AccountStore::load()
         return QStringLiteral("Could not read %1: %2").arg(m_settings.statePath, file.errorString());
     auto decoded = AccountState::decode(file.readAll());
     if (const QString* problem = std::get_if<QString>(&decoded))
-        return QStringLiteral("%1 is not a state file of this service: %2").arg(m_settings.statePath, *problem);
+        return QStringLiteral("%1 is not a state file of this service: %2")
+            .arg(m_settings.statePath, *problem);
     m_state = std::move(std::get<AccountState>(decoded));
     return std::nullopt;
 }
@@ -94,8 +95,8 @@ std::optional<AccountStore::User> AccountStore::user(const QString& email)
     return User{account->email, account->plan, account->role};
 }
 
-AccountStore::Outcome<AccountStore::SignedIn> AccountStore::login(const QString& email, const QString& password,
-                                                                  const DeviceFields& device)
+AccountStore::Outcome<AccountStore::SignedIn>
+AccountStore::login(const QString& email, const QString& password, const DeviceFields& device)
 {
     const std::lock_guard lock(m_mutex);
     const AccountState::Account* account = findLocked(normalized(email));
@@ -108,7 +109,8 @@ AccountStore::Outcome<AccountStore::SignedIn> AccountStore::login(const QString&
     return addDeviceLocked(*account, device);
 }
 
-AccountStore::Outcome<AccountStore::SignedIn> AccountStore::signIn(const QString& email, const DeviceFields& device)
+AccountStore::Outcome<AccountStore::SignedIn> AccountStore::signIn(const QString& email,
+                                                                   const DeviceFields& device)
 {
     const std::lock_guard lock(m_mutex);
     const AccountState::Account* account = findLocked(normalized(email));
@@ -125,9 +127,8 @@ std::optional<AccountStore::Refusal> AccountStore::createAccount(const QString& 
     return createLocked(normalized(email));
 }
 
-AccountStore::Outcome<AccountStore::SignedIn> AccountStore::signUpWithInvite(const QString& email,
-                                                                             const QString& invite,
-                                                                             const DeviceFields& device)
+AccountStore::Outcome<AccountStore::SignedIn>
+AccountStore::signUpWithInvite(const QString& email, const QString& invite, const DeviceFields& device)
 {
     const std::lock_guard lock(m_mutex);
     const QString code = invite.trimmed();
@@ -170,9 +171,8 @@ QList<AccountState::Device> AccountStore::devices(const QString& email)
 AccountStore::Outcome<int> AccountStore::revoke(const Caller& caller, int device)
 {
     const std::lock_guard lock(m_mutex);
-    const qsizetype removed = m_state.devices.removeIf([&](const AccountState::Device& each) {
-        return each.id == device && each.email == caller.email;
-    });
+    const qsizetype removed = m_state.devices.removeIf(
+        [&](const AccountState::Device& each) { return each.id == device && each.email == caller.email; });
     if (removed == 0)
         return Refusal{404, QStringLiteral("This account has no device %1.").arg(device)};
     if (const std::optional<Refusal> refusal = saveLocked())
@@ -190,7 +190,8 @@ std::optional<AccountStore::Refusal> AccountStore::countAsk(const QString& email
     if (usage.day != today)
         usage = {today, 0};
     if (usage.asks >= m_settings.dailyLimit)
-        return Refusal{402, QStringLiteral("The daily limit of %1 asks is reached.").arg(m_settings.dailyLimit)};
+        return Refusal{402,
+                       QStringLiteral("The daily limit of %1 asks is reached.").arg(m_settings.dailyLimit)};
     ++usage.asks;
     return saveLocked();
 }
@@ -204,8 +205,8 @@ AccountState::Account* AccountStore::findLocked(const QString& email)
     return nullptr;
 }
 
-AccountStore::Outcome<AccountStore::SignedIn> AccountStore::addDeviceLocked(const AccountState::Account& account,
-                                                                            const DeviceFields& device)
+AccountStore::Outcome<AccountStore::SignedIn>
+AccountStore::addDeviceLocked(const AccountState::Account& account, const DeviceFields& device)
 {
     const QString token = Secrets::deviceToken();
     m_state.devices.append({m_state.nextDevice++, account.email, Secrets::digest(token), device.name,

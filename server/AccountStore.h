@@ -17,8 +17,8 @@ class AccountStore
 public:
     struct Settings
     {
-        QString statePath; // empty: in memory only
-        int dailyLimit = 0; // asks per account and day; 0: no limit
+        QString statePath;       // empty: in memory only
+        int dailyLimit = 0;      // asks per account and day; 0: no limit
         bool openSignup = false; // new addresses may create an account without an invite
     };
     struct User
@@ -49,8 +49,7 @@ public:
         int status = 400;
         QString message;
     };
-    template <typename T>
-    using Outcome = std::variant<T, Refusal>;
+    template <typename T> using Outcome = std::variant<T, Refusal>;
 
     AccountStore(Settings settings, Clock clock);
 
@@ -70,7 +69,8 @@ public:
     Outcome<SignedIn> signIn(const QString& email, const DeviceFields& device);
     // A new account without a password, where anyone may sign up; nothing when it was created.
     std::optional<Refusal> createAccount(const QString& email);
-    Outcome<SignedIn> signUpWithInvite(const QString& email, const QString& invite, const DeviceFields& device);
+    Outcome<SignedIn> signUpWithInvite(const QString& email, const QString& invite,
+                                       const DeviceFields& device);
 
     std::optional<Caller> authenticate(const QString& token);
     QList<AccountState::Device> devices(const QString& email);

@@ -19,8 +19,7 @@ struct Accounts
         : store(std::move(settings), clock), mailbox(std::move(mailboxPath)),
           emailCodes(clock, [] { return Secrets::digits(6); }), pairingCodes(clock, &Secrets::pairingCode),
           tickets(clock, &Secrets::ticket), pairingLifetime(pairingCodeLifetime)
-    {
-    }
+    {}
 
     AccountStore store;
     Mailbox mailbox;

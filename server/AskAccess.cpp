@@ -4,8 +4,7 @@
 
 AskAccess::AskAccess(std::optional<QString> sharedToken, AccountStore* accounts)
     : m_sharedToken(std::move(sharedToken)), m_accounts(accounts)
-{
-}
+{}
 
 std::optional<AskAccess::Caller> AskAccess::admit(const QString& bearerToken) const
 {

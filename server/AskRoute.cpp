@@ -88,7 +88,10 @@ void AskRoute::stream(const AskInput& input, const QString& caller, httplib::Res
                               .arg(clock.elapsed()));
                 return false;
             }
-            Log::line(QStringLiteral("ask (%1): %2 events in %3 ms").arg(caller).arg(events.sent()).arg(clock.elapsed()));
+            Log::line(QStringLiteral("ask (%1): %2 events in %3 ms")
+                          .arg(caller)
+                          .arg(events.sent())
+                          .arg(clock.elapsed()));
             sink.done();
             return true;
         });

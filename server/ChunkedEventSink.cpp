@@ -9,8 +9,8 @@ bool ChunkedEventSink::send(const QString& event, const QJsonObject& data)
 {
     if (m_agentGone)
         return false;
-    const QByteArray frame = "event: " + event.toUtf8() + "\ndata: " +
-                             QJsonDocument(data).toJson(QJsonDocument::Compact) + "\n\n";
+    const QByteArray frame =
+        "event: " + event.toUtf8() + "\ndata: " + QJsonDocument(data).toJson(QJsonDocument::Compact) + "\n\n";
     if (!m_sink.write(frame.constData(), static_cast<std::size_t>(frame.size()))) {
         m_agentGone = true;
         return false;

@@ -2,8 +2,7 @@
 
 ExpiringCodes::ExpiringCodes(Clock clock, std::function<QString()> generate, int maxFailuresPerSubject)
     : m_clock(std::move(clock)), m_generate(std::move(generate)), m_maxFailures(maxFailuresPerSubject)
-{
-}
+{}
 
 QString ExpiringCodes::issue(const QString& subject, const QString& note, std::chrono::seconds lifetime)
 {

@@ -50,8 +50,9 @@ void GoogleSignInRoutes::install(httplib::Server& server)
     server.Get("/auth/google/start", [](const Request&, Response& response) { consentPage(response); });
     server.Get("/auth/google/consent",
                [this](const Request& request, Response& response) { consent(request, response); });
-    server.Post("/auth/social/complete",
-                [this](const Request& request, Response& response) { completeWithInvite(request, response); });
+    server.Post("/auth/social/complete", [this](const Request& request, Response& response) {
+        completeWithInvite(request, response);
+    });
 }
 
 void GoogleSignInRoutes::consentPage(httplib::Response& response)
@@ -67,7 +68,8 @@ void GoogleSignInRoutes::consent(const httplib::Request& request, httplib::Respo
     }
     const QString email = AccountStore::normalized(QString::fromStdString(request.get_param_value("email")));
     if (!SessionReply::looksLikeEmail(email)) {
-        redirect(response, {{QStringLiteral("error"), QStringLiteral("Google gave no usable e-mail address.")}});
+        redirect(response,
+                 {{QStringLiteral("error"), QStringLiteral("Google gave no usable e-mail address.")}});
         return;
     }
     // A known address, or a new one where anyone may sign up, goes straight in with a one-time code
@@ -79,12 +81,16 @@ void GoogleSignInRoutes::consent(const httplib::Request& request, httplib::Respo
                 return;
             }
         }
-        const QString code = m_accounts.pairingCodes.issue(email, QStringLiteral("google"), m_accounts.pairingLifetime);
-        redirect(response, {{QStringLiteral("status"), QStringLiteral("ok")}, {QStringLiteral("code"), code}});
+        const QString code =
+            m_accounts.pairingCodes.issue(email, QStringLiteral("google"), m_accounts.pairingLifetime);
+        redirect(response,
+                 {{QStringLiteral("status"), QStringLiteral("ok")}, {QStringLiteral("code"), code}});
         return;
     }
-    const QString ticket = m_accounts.tickets.issue(email, QStringLiteral("invite"), Accounts::ticketLifetime);
-    redirect(response, {{QStringLiteral("need"), QStringLiteral("invite")}, {QStringLiteral("ticket"), ticket}});
+    const QString ticket =
+        m_accounts.tickets.issue(email, QStringLiteral("invite"), Accounts::ticketLifetime);
+    redirect(response,
+             {{QStringLiteral("need"), QStringLiteral("invite")}, {QStringLiteral("ticket"), ticket}});
 }
 
 void GoogleSignInRoutes::completeWithInvite(const httplib::Request& request, httplib::Response& response)
@@ -95,7 +101,8 @@ void GoogleSignInRoutes::completeWithInvite(const httplib::Request& request, htt
     const QString ticket = body->value(QStringLiteral("ticket")).toString();
     const std::optional<ExpiringCodes::Entry> entry = m_accounts.tickets.find(ticket);
     if (!entry) {
-        JsonReply::error(response, 400, QStringLiteral("This sign-in has expired; continue with Google again."));
+        JsonReply::error(response, 400,
+                         QStringLiteral("This sign-in has expired; continue with Google again."));
         return;
     }
     const auto outcome = m_accounts.store.signUpWithInvite(

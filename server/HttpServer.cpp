@@ -29,16 +29,17 @@ HttpServer::HttpServer() : m_server(std::make_unique<httplib::Server>())
                       .arg(QString::fromStdString(request.method), QString::fromStdString(request.path))
                       .arg(response.status));
     });
-    m_server->set_error_handler(httplib::Server::HandlerWithResponse([](const httplib::Request&,
-                                                                        httplib::Response& response) {
-        if (!response.body.empty())
-            return httplib::Server::HandlerResponse::Unhandled;
-        const QString reason = response.status == 404 ? QStringLiteral("not found")
-                               : response.status == 413 ? QStringLiteral("request too large")
-                                                        : QStringLiteral("request failed");
-        JsonReply::error(response, response.status, QStringLiteral("HTTP %1: %2").arg(response.status).arg(reason));
-        return httplib::Server::HandlerResponse::Handled;
-    }));
+    m_server->set_error_handler(
+        httplib::Server::HandlerWithResponse([](const httplib::Request&, httplib::Response& response) {
+            if (!response.body.empty())
+                return httplib::Server::HandlerResponse::Unhandled;
+            const QString reason = response.status == 404   ? QStringLiteral("not found")
+                                   : response.status == 413 ? QStringLiteral("request too large")
+                                                            : QStringLiteral("request failed");
+            JsonReply::error(response, response.status,
+                             QStringLiteral("HTTP %1: %2").arg(response.status).arg(reason));
+            return httplib::Server::HandlerResponse::Handled;
+        }));
     m_server->set_exception_handler(
         [](const httplib::Request&, httplib::Response& response, std::exception_ptr failure) {
             QString what = QStringLiteral("unknown failure");
@@ -59,8 +60,8 @@ std::variant<int, QString> HttpServer::bind(const QString& host, int port)
 {
     const std::string address = host.toStdString();
     errno = 0;
-    const int bound = port == 0 ? m_server->bind_to_any_port(address)
-                                : (m_server->bind_to_port(address, port) ? port : -1);
+    const int bound =
+        port == 0 ? m_server->bind_to_any_port(address) : (m_server->bind_to_port(address, port) ? port : -1);
     if (bound > 0)
         return bound;
     const QString reason =

@@ -9,7 +9,8 @@ namespace JsonReply {
 void object(httplib::Response& response, int status, const QJsonObject& body)
 {
     response.status = status;
-    response.set_content(QJsonDocument(body).toJson(QJsonDocument::Compact).toStdString(), "application/json");
+    response.set_content(QJsonDocument(body).toJson(QJsonDocument::Compact).toStdString(),
+                         "application/json");
 }
 
 void error(httplib::Response& response, int status, const QString& message)

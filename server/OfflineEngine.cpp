@@ -67,8 +67,9 @@ void OfflineEngine::answer(const AskInput& input, EventSink& sink)
 {
     QElapsedTimer clock;
     clock.start();
-    if (!sink.send(QStringLiteral("route"), {{QStringLiteral("route"), route},
-                                             {QStringLiteral("source"), QStringLiteral("reference service")}}))
+    if (!sink.send(QStringLiteral("route"),
+                   {{QStringLiteral("route"), route},
+                    {QStringLiteral("source"), QStringLiteral("reference service")}}))
         return;
     const QStringList pieces = words(compose(input));
     for (qsizetype i = 0; i < pieces.size(); ++i) {
@@ -77,5 +78,6 @@ void OfflineEngine::answer(const AskInput& input, EventSink& sink)
         if (!sink.send(QStringLiteral("delta"), {{QStringLiteral("t"), pieces.at(i)}}))
             return;
     }
-    sink.send(QStringLiteral("done"), {{QStringLiteral("ms"), clock.elapsed()}, {QStringLiteral("route"), route}});
+    sink.send(QStringLiteral("done"),
+              {{QStringLiteral("ms"), clock.elapsed()}, {QStringLiteral("route"), route}});
 }

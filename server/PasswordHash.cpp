@@ -54,7 +54,8 @@ bool matches(const QString& password, const QString& stored)
     const QByteArray expected = QByteArray::fromBase64(parts.at(3).toLatin1());
     const QByteArray actual = derive(password, salt, rounds);
     return !actual.isEmpty() && actual.size() == expected.size() &&
-           CRYPTO_memcmp(actual.constData(), expected.constData(), static_cast<std::size_t>(actual.size())) == 0;
+           CRYPTO_memcmp(actual.constData(), expected.constData(), static_cast<std::size_t>(actual.size())) ==
+               0;
 }
 
 } // namespace PasswordHash

@@ -15,7 +15,8 @@ QByteArray randomBytes(int count)
 
 QString urlSafe(const QByteArray& bytes)
 {
-    return QString::fromLatin1(bytes.toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals));
+    return QString::fromLatin1(
+        bytes.toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals));
 }
 
 QString drawn(const QLatin1String alphabet, int count)

@@ -26,7 +26,8 @@ QCommandLineOption option(const QString& name, const QString& description, const
 
 } // namespace
 
-std::variant<ServiceOptions, ServiceOptions::Help, QString> ServiceOptions::parse(const QStringList& arguments)
+std::variant<ServiceOptions, ServiceOptions::Help, QString>
+ServiceOptions::parse(const QStringList& arguments)
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(
@@ -38,24 +39,28 @@ std::variant<ServiceOptions, ServiceOptions::Help, QString> ServiceOptions::pars
                              "Port to listen on (8080); 0 picks a free one. The chosen address is printed as "
                              "\"listening on URL\".",
                              "PORT", "8080");
-    const auto token = option("token", "Shared bearer token accepted by v1/ask (also read from "
-                                       "TAVRIN_SERVICE_TOKEN).",
+    const auto token = option("token",
+                              "Shared bearer token accepted by v1/ask (also read from "
+                              "TAVRIN_SERVICE_TOKEN).",
                               "TOKEN");
-    const auto wordDelay = option("word-delay", "Pause of the offline engine between words (30 ms).", "MS", "30");
-    const auto account = option("account", "An account that signs in with this password (repeatable).",
-                                "EMAIL:PASSWORD");
+    const auto wordDelay =
+        option("word-delay", "Pause of the offline engine between words (30 ms).", "MS", "30");
+    const auto account =
+        option("account", "An account that signs in with this password (repeatable).", "EMAIL:PASSWORD");
     const auto invite = option("invite", "An invite code that creates one account (repeatable).", "CODE");
     const auto accounts = option("accounts", "JSON file of accounts and invites.", "FILE");
-    const auto state = option("state", "File that keeps accounts and devices across restarts (default: none, "
-                                       "in memory).",
+    const auto state = option("state",
+                              "File that keeps accounts and devices across restarts (default: none, "
+                              "in memory).",
                               "FILE");
-    const auto mailbox = option("mailbox", "File that receives the e-mailed codes (they are logged too).", "FILE");
+    const auto mailbox =
+        option("mailbox", "File that receives the e-mailed codes (they are logged too).", "FILE");
     const auto dailyLimit = option("daily-limit", "Asks per account and day; 0 is no limit (0).", "N", "0");
     const auto pairingTtl =
         option("pairing-ttl", "Lifetime of pairing codes in seconds (300).", "SECONDS", "300");
     const auto openSignup = option("open-signup", "Let new addresses create accounts without an invite.");
-    parser.addOptions({help, host, port, token, wordDelay, account, invite, accounts, state, mailbox, dailyLimit,
-                       pairingTtl, openSignup});
+    parser.addOptions({help, host, port, token, wordDelay, account, invite, accounts, state, mailbox,
+                       dailyLimit, pairingTtl, openSignup});
     parser.addOptions(UpstreamOptions::all());
     if (!parser.parse(arguments))
         return parser.errorText();
@@ -72,7 +77,8 @@ std::variant<ServiceOptions, ServiceOptions::Help, QString> ServiceOptions::pars
     options.port = *portNumber;
     const std::optional<int> delay = integer(parser.value(wordDelay), 0, maxWordDelayMs);
     if (!delay)
-        return QStringLiteral("--word-delay needs a number of milliseconds from 0 to %1.").arg(maxWordDelayMs);
+        return QStringLiteral("--word-delay needs a number of milliseconds from 0 to %1.")
+            .arg(maxWordDelayMs);
     options.wordDelay = std::chrono::milliseconds(*delay);
     const QString sharedToken =
         parser.isSet(token) ? parser.value(token) : qEnvironmentVariable("TAVRIN_SERVICE_TOKEN");
@@ -112,7 +118,8 @@ std::variant<ServiceOptions, ServiceOptions::Help, QString> ServiceOptions::pars
     options.upstream = std::get<std::optional<UpstreamSettings>>(std::move(upstream));
 
     if (!options.token && !options.hasAccounts())
-        return QStringLiteral("Nobody could ask: give a shared token (--token), accounts (--account, --accounts) "
-                              "or a state file (--state).");
+        return QStringLiteral(
+            "Nobody could ask: give a shared token (--token), accounts (--account, --accounts) "
+            "or a state file (--state).");
     return options;
 }

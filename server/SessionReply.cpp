@@ -34,8 +34,9 @@ void session(httplib::Response& response, const AccountStore::Outcome<AccountSto
         return;
     }
     const auto& signedIn = std::get<AccountStore::SignedIn>(outcome);
-    JsonReply::object(response, 200,
-                      {{QStringLiteral("token"), signedIn.token}, {QStringLiteral("user"), user(signedIn.user)}});
+    JsonReply::object(
+        response, 200,
+        {{QStringLiteral("token"), signedIn.token}, {QStringLiteral("user"), user(signedIn.user)}});
 }
 
 bool looksLikeEmail(const QString& text)

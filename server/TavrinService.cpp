@@ -14,8 +14,8 @@ TavrinService::TavrinService(const ServiceOptions& options, const Clock& clock)
 {
     if (options.hasAccounts()) {
         m_accounts = std::make_unique<Accounts>(
-            AccountStore::Settings{options.statePath, options.dailyLimit, options.openSignup}, options.mailboxPath,
-            options.pairingLifetime, clock);
+            AccountStore::Settings{options.statePath, options.dailyLimit, options.openSignup},
+            options.mailboxPath, options.pairingLifetime, clock);
         m_accountRoutes = std::make_unique<AccountRoutes>(*m_accounts);
         m_googleRoutes = std::make_unique<GoogleSignInRoutes>(*m_accounts);
         m_accountRoutes->install(m_http->routes());
@@ -47,8 +47,8 @@ std::optional<QString> TavrinService::loadAccounts()
     if (std::optional<QString> problem = store.load())
         return problem;
     for (const AccountSeed::Account& account : m_options.seed.accounts) {
-        if (std::optional<QString> problem = store.ensureAccount(account.email, account.password, account.plan,
-                                                                 account.role))
+        if (std::optional<QString> problem =
+                store.ensureAccount(account.email, account.password, account.plan, account.role))
             return problem;
     }
     for (const QString& invite : m_options.seed.invites)

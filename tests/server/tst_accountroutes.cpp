@@ -44,7 +44,8 @@ private:
 
     QString signIn(const QString& email = ana, const QString& password = anaPassword)
     {
-        const Exchange exchange = m_client.post(url("auth/login"), device({{"email", email}, {"password", password}}));
+        const Exchange exchange =
+            m_client.post(url("auth/login"), device({{"email", email}, {"password", password}}));
         return exchange.json().value("token").toString();
     }
 
@@ -80,10 +81,11 @@ private slots:
     void passwordSignInGivesASession()
     {
         const Exchange config = m_client.get(url("auth/config"));
-        QCOMPARE(config.json(), (QJsonObject{{"google", true}, {"apple_web", false}, {"email", true},
-                                             {"invite_only", true}}));
-        const Exchange login =
-            m_client.post(url("auth/login"), device({{"email", " Ana@Example.com"}, {"password", anaPassword}}));
+        QCOMPARE(
+            config.json(),
+            (QJsonObject{{"google", true}, {"apple_web", false}, {"email", true}, {"invite_only", true}}));
+        const Exchange login = m_client.post(
+            url("auth/login"), device({{"email", " Ana@Example.com"}, {"password", anaPassword}}));
         QCOMPARE(login.status, 200);
         const QJsonObject user{{"email", ana}, {"plan", "pro"}, {"role", "admin"}};
         QCOMPARE(login.json().value("user").toObject(), user);
@@ -96,8 +98,10 @@ private slots:
     {
         QTest::addColumn<QJsonObject>("body");
         QTest::newRow("wrong password") << QJsonObject{{"email", ana}, {"password", "Correct horse"}};
-        QTest::newRow("another account's password") << QJsonObject{{"email", ana}, {"password", "bo's password"}};
-        QTest::newRow("unknown address") << QJsonObject{{"email", "nobody@example.com"}, {"password", anaPassword}};
+        QTest::newRow("another account's password")
+            << QJsonObject{{"email", ana}, {"password", "bo's password"}};
+        QTest::newRow("unknown address")
+            << QJsonObject{{"email", "nobody@example.com"}, {"password", anaPassword}};
         QTest::newRow("no password") << QJsonObject{{"email", ana}};
     }
     void wrongCredentialsAreRefused()
@@ -117,12 +121,15 @@ private slots:
         const QString code = lastMailedCode();
         QCOMPARE(code.size(), 6);
         const QString wrong = code == "000000" ? "111111" : "000000";
-        QCOMPARE(m_client.post(url("auth/code/verify"), device({{"email", ana}, {"code", wrong}})).status, 400);
+        QCOMPARE(m_client.post(url("auth/code/verify"), device({{"email", ana}, {"code", wrong}})).status,
+                 400);
         QCOMPARE(m_client.post(url("auth/code/verify"), device({{"email", bo}, {"code", code}})).status, 400);
-        const Exchange verified = m_client.post(url("auth/code/verify"), device({{"email", ana}, {"code", code}}));
+        const Exchange verified =
+            m_client.post(url("auth/code/verify"), device({{"email", ana}, {"code", code}}));
         QCOMPARE(verified.status, 200);
         QCOMPARE(verified.json().value("user").toObject().value("email").toString(), ana);
-        QCOMPARE(m_client.post(url("auth/code/verify"), device({{"email", ana}, {"code", code}})).status, 400);
+        QCOMPARE(m_client.post(url("auth/code/verify"), device({{"email", ana}, {"code", code}})).status,
+                 400);
     }
 
     void guessingTheCodeVoidsIt()
@@ -130,10 +137,13 @@ private slots:
         QCOMPARE(m_client.post(url("auth/code"), device({{"email", ana}})).status, 200);
         const QString code = lastMailedCode();
         for (int guess = 0; guess < 5; ++guess) {
-            const QString wrong = QString::number((code.toInt() + 1 + guess) % 1000000).rightJustified(6, '0');
-            QCOMPARE(m_client.post(url("auth/code/verify"), device({{"email", ana}, {"code", wrong}})).status, 400);
+            const QString wrong =
+                QString::number((code.toInt() + 1 + guess) % 1000000).rightJustified(6, '0');
+            QCOMPARE(m_client.post(url("auth/code/verify"), device({{"email", ana}, {"code", wrong}})).status,
+                     400);
         }
-        QCOMPARE(m_client.post(url("auth/code/verify"), device({{"email", ana}, {"code", code}})).status, 400);
+        QCOMPARE(m_client.post(url("auth/code/verify"), device({{"email", ana}, {"code", code}})).status,
+                 400);
     }
 
     void newAddressesNeedAnInviteUnlessSignupIsOpen()
@@ -143,8 +153,8 @@ private slots:
         QCOMPARE(m_client.get(url("auth/config")).json().value("invite_only").toBool(), false);
         const Exchange sent = m_client.post(url("auth/code"), device({{"email", "new@example.com"}}));
         QCOMPARE(sent.json().value("purpose").toString(), QStringLiteral("verify"));
-        const Exchange created =
-            m_client.post(url("auth/verify"), device({{"email", "new@example.com"}, {"code", lastMailedCode()}}));
+        const Exchange created = m_client.post(
+            url("auth/verify"), device({{"email", "new@example.com"}, {"code", lastMailedCode()}}));
         QCOMPARE(created.status, 200);
         QCOMPARE(m_client.get(url("v1/me"), created.json().value("token").toString()).status, 200);
     }
@@ -157,15 +167,18 @@ private slots:
         const int lifetime = pairing.json().value("expires_in").toInt();
         QCOMPARE(lifetime, 300);
         QCOMPARE(pairing.json().value("code").toString().size(), 8);
-        QVERIFY(pairing.json().value("deep_link").toString().contains(pairing.json().value("code").toString()));
+        QVERIFY(
+            pairing.json().value("deep_link").toString().contains(pairing.json().value("code").toString()));
 
         m_time.advance(std::chrono::seconds(lifetime));
         const QString expired = pairing.json().value("code").toString();
         QCOMPARE(m_client.post(url("auth/pair"), device({{"code", expired}})).status, 400);
 
-        const QString fresh = m_client.post(url("v1/pairing"), QByteArray(), token).json().value("code").toString();
+        const QString fresh =
+            m_client.post(url("v1/pairing"), QByteArray(), token).json().value("code").toString();
         m_time.advance(std::chrono::seconds(lifetime - 1));
-        const Exchange paired = m_client.post(url("auth/pair"), device({{"code", " " + fresh.toLower() + "\n"}}));
+        const Exchange paired =
+            m_client.post(url("auth/pair"), device({{"code", " " + fresh.toLower() + "\n"}}));
         QCOMPARE(paired.status, 200);
         QCOMPARE(paired.json().value("user").toObject().value("email").toString(), ana);
         QCOMPARE(m_client.post(url("auth/pair"), device({{"code", fresh}})).status, 400);
@@ -201,7 +214,8 @@ private slots:
         QVERIFY(consent.location.startsWith("morvik:"));
         const QUrlQuery query = callbackQuery(consent);
         QCOMPARE(query.queryItemValue("status"), QStringLiteral("ok"));
-        const Exchange paired = m_client.post(url("auth/pair"), device({{"code", query.queryItemValue("code")}}));
+        const Exchange paired =
+            m_client.post(url("auth/pair"), device({{"code", query.queryItemValue("code")}}));
         QCOMPARE(paired.json().value("user").toObject().value("email").toString(), bo);
     }
 
@@ -213,18 +227,22 @@ private slots:
         QVERIFY(!ticket.isEmpty());
 
         const auto complete = [&](const QString& withTicket, const QString& code) {
-            return m_client.post(url("auth/social/complete"), device({{"ticket", withTicket}, {"invite", code}}));
+            return m_client.post(url("auth/social/complete"),
+                                 device({{"ticket", withTicket}, {"invite", code}}));
         };
         QCOMPARE(complete(ticket, "MRV-WRONG").status, 403);
         QCOMPARE(complete("made-up-ticket", invite).status, 400);
         const Exchange created = complete(ticket, invite);
         QCOMPARE(created.status, 200);
-        QCOMPARE(created.json().value("user").toObject().value("email").toString(), QStringLiteral("cy@example.com"));
+        QCOMPARE(created.json().value("user").toObject().value("email").toString(),
+                 QStringLiteral("cy@example.com"));
         QCOMPARE(complete(ticket, invite).status, 400);
 
-        const QUrlQuery second = callbackQuery(m_client.get(url("auth/google/consent?email=dee@example.com")));
+        const QUrlQuery second =
+            callbackQuery(m_client.get(url("auth/google/consent?email=dee@example.com")));
         QCOMPARE(complete(second.queryItemValue("ticket"), invite).status, 403);
-        QCOMPARE(callbackQuery(m_client.get(url("auth/google/consent?cancel=1"))).hasQueryItem("error"), true);
+        QCOMPARE(callbackQuery(m_client.get(url("auth/google/consent?cancel=1"))).hasQueryItem("error"),
+                 true);
     }
 
     void sharedTokenModeServesNoAccounts()

@@ -47,7 +47,8 @@ private:
 
     int ask(RunningService& running, const QString& token)
     {
-        return m_client.post(running.url("v1/ask"), QJsonObject{{"text", "hi"}, {"device", "mac"}}, token).status;
+        return m_client.post(running.url("v1/ask"), QJsonObject{{"text", "hi"}, {"device", "mac"}}, token)
+            .status;
     }
 
 private slots:
@@ -74,7 +75,10 @@ private slots:
         QCOMPARE(PasswordHash::matches(tried, stored), matches);
     }
 
-    void saltMakesEveryHashDifferent() { QVERIFY(PasswordHash::make(password) != PasswordHash::make(password)); }
+    void saltMakesEveryHashDifferent()
+    {
+        QVERIFY(PasswordHash::make(password) != PasswordHash::make(password));
+    }
 
     void dailyLimitAnswers402UntilTheNextDay()
     {
@@ -106,15 +110,20 @@ private slots:
             RunningService running(seeded, m_time.clock());
             kept = signIn(running);
             revoked = signIn(running);
-            const int revokedId = m_client.get(running.url("v1/devices"), revoked).json().value("current").toInt();
-            QCOMPARE(m_client.remove(running.url(QStringLiteral("v1/devices/%1").arg(revokedId)), kept).status, 200);
+            const int revokedId =
+                m_client.get(running.url("v1/devices"), revoked).json().value("current").toInt();
+            QCOMPARE(
+                m_client.remove(running.url(QStringLiteral("v1/devices/%1").arg(revokedId)), kept).status,
+                200);
             const QString ticket =
-                QUrlQuery(QUrl(QString::fromUtf8(
-                                   m_client.get(running.url("auth/google/consent?email=cy@example.com")).location))
-                              .query())
+                QUrlQuery(
+                    QUrl(QString::fromUtf8(
+                             m_client.get(running.url("auth/google/consent?email=cy@example.com")).location))
+                        .query())
                     .queryItemValue("ticket");
-            QCOMPARE(m_client.post(running.url("auth/social/complete"),
-                                   QJsonObject{{"ticket", ticket}, {"invite", "MRV-ONCE"}})
+            QCOMPARE(m_client
+                         .post(running.url("auth/social/complete"),
+                               QJsonObject{{"ticket", ticket}, {"invite", "MRV-ONCE"}})
                          .status,
                      200);
         }
@@ -122,8 +131,8 @@ private slots:
         QVERIFY(state.contains("pbkdf2-sha256$"));
         for (const QString& secret : {password, kept, revoked, QStringLiteral("MRV-ONCE")})
             QVERIFY2(!state.contains(secret.toUtf8()), qPrintable(secret));
-        QCOMPARE(QFile::permissions(statePath), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser |
-                                                    QFileDevice::WriteUser);
+        QCOMPARE(QFile::permissions(statePath), QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                                    QFileDevice::ReadUser | QFileDevice::WriteUser);
 
         // Started again from the state alone, with the same invite offered again.
         ServiceOptions restarted = options(statePath);
@@ -132,13 +141,15 @@ private slots:
         QCOMPARE(m_client.get(running.url("v1/me"), kept).status, 200);
         QCOMPARE(m_client.get(running.url("v1/me"), revoked).status, 401);
         QVERIFY(!signIn(running).isEmpty());
-        const QString ticket = QUrlQuery(QUrl(QString::fromUtf8(
-                                                  m_client.get(running.url("auth/google/consent?email=dee@example.com"))
-                                                      .location))
-                                             .query())
-                                   .queryItemValue("ticket");
-        QCOMPARE(m_client.post(running.url("auth/social/complete"),
-                               QJsonObject{{"ticket", ticket}, {"invite", "MRV-ONCE"}})
+        const QString ticket =
+            QUrlQuery(
+                QUrl(QString::fromUtf8(
+                         m_client.get(running.url("auth/google/consent?email=dee@example.com")).location))
+                    .query())
+                .queryItemValue("ticket");
+        QCOMPARE(m_client
+                     .post(running.url("auth/social/complete"),
+                           QJsonObject{{"ticket", ticket}, {"invite", "MRV-ONCE"}})
                      .status,
                  403);
     }

@@ -40,12 +40,14 @@ private slots:
     {
         QTest::addColumn<QJsonObject>("body");
         QTest::addColumn<QString>("mentioned");
-        QTest::newRow("question only") << QJsonObject{{"text", "what is the capital of Peru?"}, {"device", "mac"}}
-                                       << QStringLiteral("capital of Peru");
-        QTest::newRow("selection in an app")
-            << QJsonObject{{"text", "¿Qué tal? 日本語で"}, {"selection", "twelve chars"}, {"app", "Mousepad"},
-                           {"device", "mac"}}
-            << QStringLiteral("12 characters in Mousepad");
+        QTest::newRow("question only")
+            << QJsonObject{{"text", "what is the capital of Peru?"}, {"device", "mac"}}
+            << QStringLiteral("capital of Peru");
+        QTest::newRow("selection in an app") << QJsonObject{{"text", "¿Qué tal? 日本語で"},
+                                                            {"selection", "twelve chars"},
+                                                            {"app", "Mousepad"},
+                                                            {"device", "mac"}}
+                                             << QStringLiteral("12 characters in Mousepad");
         QTest::newRow("rework of a draft")
             << QJsonObject{{"text", ""}, {"draft", "abc"}, {"adjust", "shorter"}, {"device", "mac"}}
             << QStringLiteral("draft of 3 characters");
@@ -111,7 +113,8 @@ private slots:
         QTest::newRow("broken JSON") << bearer << QByteArray(R"({"text":)") << 400;
         QTest::newRow("not an object") << bearer << QByteArray(R"(["hi"])") << 400;
         QTest::newRow("text missing") << bearer << QByteArray(R"({"device":"mac"})") << 400;
-        QTest::newRow("selection not a string") << bearer << QByteArray(R"({"text":"a","selection":3})") << 400;
+        QTest::newRow("selection not a string")
+            << bearer << QByteArray(R"({"text":"a","selection":3})") << 400;
     }
     void refusesWithJsonErrors()
     {
@@ -127,7 +130,8 @@ private slots:
         QSignalSpy finished(reply, &QNetworkReply::finished);
         QVERIFY(finished.wait(10000));
         QCOMPARE(reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), status);
-        QCOMPARE(reply->header(QNetworkRequest::ContentTypeHeader).toString(), QStringLiteral("application/json"));
+        QCOMPARE(reply->header(QNetworkRequest::ContentTypeHeader).toString(),
+                 QStringLiteral("application/json"));
         const QJsonValue error = QJsonDocument::fromJson(reply->readAll()).object().value("error");
         QVERIFY(error.isString() && !error.toString().isEmpty());
         if (status == 401)
@@ -140,8 +144,8 @@ private slots:
         // Slow enough that the whole answer would take many seconds: only a stop explains a quick end.
         RunningService running(options(std::chrono::milliseconds(300)));
         QNetworkAccessManager network;
-        QNetworkReply* reply =
-            network.post(askRequest(running, sharedToken), R"({"text":"tell me a long story","device":"mac"})");
+        QNetworkReply* reply = network.post(askRequest(running, sharedToken),
+                                            R"({"text":"tell me a long story","device":"mac"})");
         EventLineParser parser;
         QList<AskEvent> events;
         connect(reply, &QNetworkReply::readyRead, this, [&] {

@@ -39,7 +39,8 @@ private slots:
         QTest::newRow("one word") << QStringLiteral("hi") << QStringList{"hi"};
         QTest::newRow("blanks stay with the word before")
             << QStringLiteral("a  b\nc ") << QStringList{"a  ", "b\n", "c "};
-        QTest::newRow("leading blanks form a piece") << QStringLiteral("  a b") << QStringList{"  ", "a ", "b"};
+        QTest::newRow("leading blanks form a piece")
+            << QStringLiteral("  a b") << QStringList{"  ", "a ", "b"};
         QTest::newRow("outside the BMP") << QStringLiteral("😀 x") << QStringList{"😀 ", "x"};
     }
     void wordsKeepEveryCharacter()
@@ -62,7 +63,14 @@ private slots:
         QFETCH(int, accepted);
         OfflineEngine engine(std::chrono::milliseconds(0));
         RefusingSink sink(accepted);
-        engine.answer(AskInput{QStringLiteral("a question with several words in it"), {}, {}, {}, {}, {}, {}, {},
+        engine.answer(AskInput{QStringLiteral("a question with several words in it"),
+                               {},
+                               {},
+                               {},
+                               {},
+                               {},
+                               {},
+                               {},
                                QStringLiteral("mac")},
                       sink);
         QCOMPARE(sink.attempts, accepted + 1);
@@ -71,8 +79,9 @@ private slots:
 
     void answerIsTheSameEveryTime()
     {
-        const AskInput input{QStringLiteral("why?"), QStringLiteral("sel"), {}, {}, QStringLiteral("xterm"),
-                             QStringLiteral("copied text"), {}, {}, QStringLiteral("mac")};
+        const AskInput input{QStringLiteral("why?"),  QStringLiteral("sel"),         {}, {},
+                             QStringLiteral("xterm"), QStringLiteral("copied text"), {}, {},
+                             QStringLiteral("mac")};
         const QString answer = OfflineEngine::compose(input);
         QCOMPARE(OfflineEngine::compose(input), answer);
         QVERIFY(answer.contains(QStringLiteral("3 characters in xterm")));
