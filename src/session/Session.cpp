@@ -53,6 +53,7 @@ std::optional<QString> Session::clipboardText()
 
 void Session::begin(bool listening, bool replyToClipboard)
 {
+    ++m_requestNumber;
     cancelStream();
     // Read before the capture, which may use the clipboard itself.
     const std::optional<QString> clipboard = replyToClipboard ? clipboardText() : std::nullopt;
@@ -74,7 +75,10 @@ void Session::begin(bool listening, bool replyToClipboard)
 
 void Session::finishListening()
 {
-    m_dictation->stop(this, [this](const QString& transcript) {
+    // A close or a new request while the transcript is on its way makes it stale.
+    m_dictation->stop(this, [this, request = m_requestNumber](const QString& transcript) {
+        if (request != m_requestNumber)
+            return;
         if (!transcript.isEmpty())
             setRequest(transcript);
         if (m_request.isEmpty()) {
@@ -206,6 +210,7 @@ void Session::copy()
 
 void Session::close()
 {
+    ++m_requestNumber;
     cancelStream();
     m_dictation->cancel();
     setPhase({Phase::Idle, {}});

@@ -115,6 +115,7 @@ private:
     bool m_autoInsert = false;
     QPointer<AskStream> m_stream;
     bool m_streamAnswered = false;
+    quint64 m_requestNumber = 0;
 };
 
 Q_DECLARE_METATYPE(Session::Phase)

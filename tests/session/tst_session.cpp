@@ -217,6 +217,21 @@ private slots:
         QVERIFY(!pasted());
     }
 
+    void closingWhileTheTranscriptIsOnItsWayStaysClosed()
+    {
+        m_recognizer->setAnswersAtEnd(false);
+        m_session->begin(true, false);
+        m_recognizer->hear(QStringLiteral("hello"));
+        QTRY_COMPARE(m_session->request(), QStringLiteral("hello"));
+        QSignalSpy phases(m_session.get(), &Session::phaseChanged);
+        m_session->finishListening();
+        m_session->close();
+        QCOMPARE(phases.count(), 1);
+        QCoreApplication::processEvents(); // the cancelled transcript is handed over here
+        QCOMPARE(phase(), Phase::Idle);
+        QVERIFY(m_server->requests().isEmpty());
+    }
+
     void thePreferenceInsertsTypedAnswers()
     {
         Preferences::setAutoInsert(true);
