@@ -3,6 +3,7 @@
 #include "config/PrivateFile.h"
 #include "service/AuthClient.h"
 
+#include <QCoreApplication>
 #include <QEventLoop>
 #include <QUrl>
 
@@ -24,7 +25,7 @@ public:
         AuthClient::login(server, email, password, &m_loop, [this, server](const auto& session) {
             store(server, session, QStringLiteral("signed in: "));
         });
-        return m_loop.exec();
+        return waitForTheEnd();
     }
 
     int pair(const QString& server, const QString& code)
@@ -32,7 +33,7 @@ public:
         AuthClient::pair(server, code, &m_loop, [this, server](const auto& session) {
             store(server, session, QStringLiteral("paired: "));
         });
-        return m_loop.exec();
+        return waitForTheEnd();
     }
 
     int whoAmI(const AgentConfig& config)
@@ -42,7 +43,7 @@ public:
                 return fail(user.error());
             finish(QStringLiteral("account: ") + user.value().email, 0);
         });
-        return m_loop.exec();
+        return waitForTheEnd();
     }
 
     int newCode(const AgentConfig& config)
@@ -63,7 +64,7 @@ public:
             }
             m_loop.exit(0);
         });
-        return m_loop.exec();
+        return waitForTheEnd();
     }
 
     int signOut(const AgentConfig& config)
@@ -72,10 +73,18 @@ public:
             const bool exists = AgentConfig::load().has_value();
             finish(QStringLiteral("signed out; config exists: ") + QLatin1String(exists ? "true" : "false"), 0);
         });
-        return m_loop.exec();
+        return waitForTheEnd();
     }
 
 private:
+    int waitForTheEnd()
+    {
+        const int status = m_loop.exec();
+        // Replies delete themselves later; let them go now, before the network session is torn down.
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        return status;
+    }
+
     void store(const QString& server, const Result<AuthClient::Session>& session, const QString& prefix)
     {
         if (!session.ok())
