@@ -8,11 +8,30 @@ namespace SampleStream {
 namespace {
 
 // JSON string contents, already escaped as a service would send them.
-constexpr std::array<std::string_view, 24> words = {
-    "the ",          "answer ",      "is ",          "that ",         "a ",           "of ",
-    "Lima ",         "capital ",     "and ",         "it ",           "was ",         "founded ",
-    "naïve ",        "Grüße ",       "café ",        "東京 ",         "добро ",       "🙂 ",
-    "\\\"quoted\\\" ", "C:\\\\path ", "line\\n",     "\\u00e9t\\u00e9 ", "tab\\t",      "\\ud83d\\ude00 "};
+constexpr std::array<std::string_view, 24> words = {"the ",
+                                                    "answer ",
+                                                    "is ",
+                                                    "that ",
+                                                    "a ",
+                                                    "of ",
+                                                    "Lima ",
+                                                    "capital ",
+                                                    "and ",
+                                                    "it ",
+                                                    "was ",
+                                                    "founded ",
+                                                    "naïve ",
+                                                    "Grüße ",
+                                                    "café ",
+                                                    "東京 ",
+                                                    "добро ",
+                                                    "🙂 ",
+                                                    "\\\"quoted\\\" ",
+                                                    "C:\\\\path ",
+                                                    "line\\n",
+                                                    "\\u00e9t\\u00e9 ",
+                                                    "tab\\t",
+                                                    "\\ud83d\\ude00 "};
 
 // One delta in this many is a paragraph instead of a word.
 constexpr int longDeltaEvery = 500;

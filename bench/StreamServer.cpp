@@ -3,11 +3,10 @@
 // it is stopped or its lifetime runs out.
 #include "SampleStream.h"
 
-#include <httplib.h>
-
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <httplib.h>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -47,7 +46,8 @@ std::vector<std::string_view> writes(std::string_view stream, int eventsPerWrite
     std::vector<std::string_view> pieces;
     std::size_t start = 0;
     int events = 0;
-    for (std::size_t end = stream.find("\n\n"); end != std::string_view::npos; end = stream.find("\n\n", end + 2)) {
+    for (std::size_t end = stream.find("\n\n"); end != std::string_view::npos;
+         end = stream.find("\n\n", end + 2)) {
         if (++events % eventsPerWrite == 0) {
             pieces.push_back(stream.substr(start, end + 2 - start));
             start = end + 2;
@@ -64,7 +64,8 @@ int main(int argc, char* argv[])
 {
     Options options;
     if (!parse(argc, argv, options)) {
-        std::fputs("usage: bench-stream-server [--deltas N] [--events-per-write N] [--lifetime SECONDS]\n", stderr);
+        std::fputs("usage: bench-stream-server [--deltas N] [--events-per-write N] [--lifetime SECONDS]\n",
+                   stderr);
         return 64;
     }
     const std::string stream = SampleStream::make(options.deltas);
@@ -74,14 +75,15 @@ int main(int argc, char* argv[])
     // Without it every small chunk waits for the previous one's acknowledgement.
     server.set_tcp_nodelay(true);
     server.Post("/v1/ask", [&pieces](const httplib::Request&, httplib::Response& response) {
-        response.set_chunked_content_provider("text/event-stream", [&pieces](std::size_t, httplib::DataSink& sink) {
-            for (const std::string_view piece : pieces) {
-                if (!sink.write(piece.data(), piece.size()))
-                    return false;
-            }
-            sink.done();
-            return true;
-        });
+        response.set_chunked_content_provider("text/event-stream",
+                                              [&pieces](std::size_t, httplib::DataSink& sink) {
+                                                  for (const std::string_view piece : pieces) {
+                                                      if (!sink.write(piece.data(), piece.size()))
+                                                          return false;
+                                                  }
+                                                  sink.done();
+                                                  return true;
+                                              });
     });
 
     const int port = server.bind_to_any_port("127.0.0.1");
