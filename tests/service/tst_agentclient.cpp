@@ -137,9 +137,6 @@ private slots:
         QTest::newRow("UTF-8 character split")
             << QList<QByteArray>{"event: delta\ndata: {\"t\":\"\xc3", "\xa9\"}\n"} << Framing::Chunked
             << QList<AskEvent>{Delta{QStringLiteral("\u00e9")}};
-        QTest::newRow("done does not end the stream")
-            << QList<QByteArray>{line("done", "{\"ms\":1}"), delta("late")} << Framing::Chunked
-            << QList<AskEvent>{Done{1, ""}, Delta{"late"}};
     }
     void bodySplitAnywhere()
     {
