@@ -1,4 +1,5 @@
 #include "ScriptedServer.h"
+#include "TavrinProcess.h"
 
 #include <QDir>
 #include <QFile>
@@ -10,8 +11,6 @@
 
 namespace {
 
-constexpr int deadlineMs = 20'000;
-
 QByteArray line(const QByteArray& name, const QByteArray& json)
 {
     return "event: " + name + "\ndata: " + json + "\n";
@@ -22,62 +21,14 @@ QByteArray delta(const QByteArray& text)
     return line("delta", "{\"t\":\"" + text + "\"}");
 }
 
-// One run of the executable, as a user would start it in a terminal without a display.
-class Tavrin
+// The runner, with the configuration file it is given.
+class Tavrin : public TavrinProcess
 {
 public:
     Tavrin(const QStringList& arguments, const QString& configPath)
+        : TavrinProcess(arguments, {{QStringLiteral("MORVIK_CONFIG_PATH"), configPath}})
     {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.remove(QStringLiteral("DISPLAY"));
-        environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
-        environment.insert(QStringLiteral("MORVIK_CONFIG_PATH"), configPath);
-        // Qt 6.4 tears down its network thread racily when a process exits right after a reply, and
-        // LeakSanitizer then reports the thread's connection in a few percent of runs (a bare
-        // QNetworkAccessManager program does the same). The in-process client tests still check for leaks.
-        const QString sanitizer = environment.value(QStringLiteral("ASAN_OPTIONS"));
-        environment.insert(QStringLiteral("ASAN_OPTIONS"),
-                           (sanitizer.isEmpty() ? QString() : sanitizer + QLatin1Char(':')) +
-                               QStringLiteral("detect_leaks=0"));
-        m_process.setProcessEnvironment(environment);
-        m_process.start(QStringLiteral(TAVRIN_EXE), arguments);
     }
-
-    ~Tavrin()
-    {
-        if (m_process.state() != QProcess::NotRunning) {
-            m_process.kill();
-            m_process.waitForFinished();
-        }
-    }
-
-    bool waitForOutput(const QByteArray& text)
-    {
-        return QTest::qWaitFor(
-            [this, &text] {
-                m_out += m_process.readAllStandardOutput();
-                return m_out.contains(text);
-            },
-            deadlineMs);
-    }
-
-    bool finish()
-    {
-        const bool ended =
-            QTest::qWaitFor([this] { return m_process.state() == QProcess::NotRunning; }, deadlineMs);
-        m_out += m_process.readAllStandardOutput();
-        m_err += m_process.readAllStandardError();
-        return ended && m_process.exitStatus() == QProcess::NormalExit;
-    }
-
-    int status() const { return m_process.exitCode(); }
-    const QByteArray& out() const { return m_out; }
-    const QByteArray& err() const { return m_err; }
-
-private:
-    QProcess m_process;
-    QByteArray m_out;
-    QByteArray m_err;
 };
 
 } // namespace
