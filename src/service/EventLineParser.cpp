@@ -60,9 +60,11 @@ const QString fallbackLinkMessage = QStringLiteral("My Tavrin is working on it. 
 
 void EventLineParser::feed(QByteArrayView bytes, QList<AskEvent>& out)
 {
+    if (bytes.isEmpty())
+        return; // an empty read must not forget a CR that ended the previous one
     const char* p = bytes.data();
     const char* const end = p + bytes.size();
-    if (p != end && m_skipLineFeed && *p == '\n')
+    if (m_skipLineFeed && *p == '\n')
         ++p;
     m_skipLineFeed = false;
     while (p != end) {

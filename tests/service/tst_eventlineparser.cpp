@@ -120,6 +120,7 @@ private slots:
         EventLineParser parser;
         QList<AskEvent> events;
         parser.feed("event: delta\r", events);
+        parser.feed("", events);
         parser.feed("\ndata: {\"t\":\"a\"}\r", events);
         parser.feed("\n", events);
         parser.feed("data: {\"t\":\"b\"}\n", events);
