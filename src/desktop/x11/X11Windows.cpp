@@ -68,15 +68,16 @@ qint64 X11Windows::processOf(xcb_window_t window)
     // The X-Resource extension knows the process of any client, also for windows without _NET_WM_PID
     // such as the hidden windows that own selections.
     xcb_connection_t* c = m_connection.get();
-    const xcb_res_client_id_spec_t spec{window, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
+    const xcb_res_client_id_spec_t wanted{window, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
     const std::unique_ptr<xcb_res_query_client_ids_reply_t, decltype(&std::free)> reply(
-        xcb_res_query_client_ids_reply(c, xcb_res_query_client_ids(c, 1, &spec), nullptr), &std::free);
+        xcb_res_query_client_ids_reply(c, xcb_res_query_client_ids(c, 1, &wanted), nullptr), &std::free);
     if (!reply) {
         return 0;
     }
     for (auto ids = xcb_res_query_client_ids_ids_iterator(reply.get()); ids.rem > 0;
          xcb_res_client_id_value_next(&ids)) {
-        if ((ids.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID) &&
+        const auto& [client, wireLength] = *ids.data;
+        if ((client.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID) &&
             xcb_res_client_id_value_value_length(ids.data) >= 1) {
             uint32_t pid = 0;
             std::memcpy(&pid, xcb_res_client_id_value_value(ids.data), sizeof pid);
