@@ -107,21 +107,6 @@ private slots:
         QCOMPARE(tavrin.status(), 0);
     }
 
-    void refusedConnection()
-    {
-        quint16 closedPort = 0;
-        {
-            QTcpServer probe;
-            QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
-            closedPort = probe.serverPort();
-        }
-        Tavrin tavrin({"--ask", "hi"}, configFor(QStringLiteral("http://127.0.0.1:%1").arg(closedPort)));
-        QVERIFY(tavrin.finish());
-        QVERIFY2(tavrin.out().startsWith("transport error: ") && tavrin.out().count('\n') == 1, tavrin.out());
-        QVERIFY(tavrin.out().endsWith('\n'));
-        QCOMPARE(tavrin.status(), 1);
-    }
-
     void sendsTheQuestion_data()
     {
         QTest::addColumn<QStringList>("arguments");

@@ -150,18 +150,6 @@ private slots:
         QCOMPARE(failure->domain, QStringLiteral("File"));
     }
 
-    void equalityCoversEmail()
-    {
-        const AgentConfig a{QStringLiteral("u"), QStringLiteral("t"), std::nullopt};
-        AgentConfig b = a;
-        QCOMPARE(a, b);
-        b.email = QStringLiteral("e");
-        QVERIFY(a != b);
-        AgentConfig c = b;
-        c.email = QStringLiteral("f");
-        QVERIFY(b != c);
-    }
-
     void legacyPairingLinkRoundTrips_data()
     {
         QTest::addColumn<QString>("server");

@@ -146,7 +146,6 @@ private slots:
         answerWith(events({{"delta", R"({"t":"draft"})"}, {"reset", "{}"}, {"delta", R"({"t":"final"})"}}));
         m_session->begin(false, false);
         m_session->setRequest(QStringLiteral("x"));
-        QSignalSpy answers(m_session.get(), &Session::answerChanged);
         m_session->send();
         QTRY_COMPARE(m_session->answer(), QStringLiteral("final"));
     }
@@ -159,7 +158,6 @@ private slots:
         m_session->send();
         QTRY_COMPARE(m_session->link(), QUrl(QStringLiteral("https://t.example/job/9")));
         QCOMPARE(m_session->answer(), QStringLiteral("Working on it"));
-        QTRY_VERIFY(!m_session->property("link").toUrl().isEmpty());
         m_session->refine(QStringLiteral("make it shorter"));
         QCOMPARE(phase(), Phase::Answer);
         QCOMPARE(m_server->requests().size(), 1);
