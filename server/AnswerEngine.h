@@ -1,22 +1,12 @@
 #pragma once
 
+#include "service/AskRequest.h"
+
 #include <QJsonObject>
 #include <QString>
-#include <optional>
 
-// What the agent asked, as the service reads it from the request body.
-struct AskInput
-{
-    QString text;
-    std::optional<QString> selection;
-    std::optional<QString> before;
-    std::optional<QString> after;
-    std::optional<QString> app;
-    std::optional<QString> copied;
-    std::optional<QString> draft;
-    std::optional<QString> adjust;
-    QString device;
-};
+// What the agent asked: the same record it sends.
+using AskInput = AskRequest;
 
 // Where an engine writes its answer: one event (name and JSON data) at a time. `send` returns false
 // once the agent has hung up; the engine then stops at once.
