@@ -43,10 +43,19 @@ qsizetype blankAfter(const char* begin, const char* end)
     return 0;
 }
 
+// Bytes that can start or end a blank: space, tab, or part of a multi-byte space separator.
+bool mayBeBlank(char c)
+{
+    return c == ' ' || c == '\t' || static_cast<unsigned char>(c) >= 0x80;
+}
+
 QByteArrayView trimBlanks(QByteArrayView text)
 {
     const char* begin = text.data();
     const char* end = begin + text.size();
+    // Most lines have one blank after the colon and none at the end: skip the general search for them.
+    if (begin != end && *begin == ' ' && end - begin > 1 && !mayBeBlank(begin[1]) && !mayBeBlank(end[-1]))
+        return {begin + 1, end - begin - 1};
     while (const auto n = blankAfter(begin, end))
         begin += n;
     while (const auto n = blankBefore(begin, end))
