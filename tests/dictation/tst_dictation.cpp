@@ -8,37 +8,29 @@ namespace {
 
 using Readiness = SpeechRecognizer::Readiness;
 
-// The caller's side: a context object that records what each handler received.
+// The caller's side: a context object that records what its handlers received.
 struct Listener : QObject
 {
-    QStringList partials;
-    QStringList finals;
-    QList<bool> answers;
-
-    Dictation::TextHandler onPartial()
-    {
-        return [this](const QString& text) { partials << text; };
-    }
-    Dictation::TextHandler onFinal()
-    {
-        return [this](const QString& text) { finals << text; };
-    }
+    QStringList partials, finals;
 };
 
-struct Rig
+Dictation::TextHandler into(QStringList& texts)
+{
+    return [&texts](const QString& text) { texts << text; };
+}
+
+struct Rig : Listener
 {
     FakeAudioInput* audio = new FakeAudioInput;
     FakeSpeechRecognizer* recognizer;
     Dictation dictation;
-    Listener listener;
 
     explicit Rig(Readiness readiness = Readiness::Ready)
         : recognizer(new FakeSpeechRecognizer(readiness)),
           dictation(std::unique_ptr<AudioInput>(audio), std::unique_ptr<SpeechRecognizer>(recognizer))
     {}
-
-    void start() { QVERIFY(!dictation.start(&listener, listener.onPartial())); }
-    void stop() { dictation.stop(&listener, listener.onFinal()); }
+    std::optional<Error> start() { return dictation.start(this, into(partials)); }
+    void stop() { dictation.stop(this, into(finals)); }
 };
 
 const QByteArray chunkA(320, 'a');
@@ -51,151 +43,108 @@ class TestDictation : public QObject
     Q_OBJECT
 
 private slots:
-    void finalTranscriptIsTrimmedPartialsAreNot_data()
-    {
-        QTest::addColumn<QString>("heard");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("plain") << "make it shorter"
-                               << "make it shorter";
-        QTest::newRow("trailing newline and blanks") << "make it shorter \n "
-                                                     << "make it shorter";
-        QTest::newRow("only blanks") << "  \n"
-                                     << "";
-    }
-    void finalTranscriptIsTrimmedPartialsAreNot()
-    {
-        QFETCH(QString, heard);
-        QFETCH(QString, expected);
-        Rig rig;
-        rig.recognizer->setFinalDelayMs(300);
-        rig.start();
-        rig.audio->capture(chunkA);
-        rig.recognizer->hear(QStringLiteral("make"));
-        rig.recognizer->hear(heard);
-        QCOMPARE(rig.listener.partials, QStringList({QStringLiteral("make"), heard}));
-
-        rig.stop();
-        QVERIFY(!rig.audio->isOpen());
-        QVERIFY(rig.recognizer->audioEnded());
-        QCOMPARE(rig.recognizer->audio(), chunkA);
-        QTRY_COMPARE(rig.listener.finals, QStringList{expected});
-        QVERIFY(!rig.dictation.isCapturing());
-        QTest::qWait(Dictation::finalResultTimeoutMs + 200); // the timeout, had it survived, is past
-        QCOMPARE(rig.listener.finals.size(), 1);
-    }
-
     void everyWayOfEndingAWaitDeliversOnce_data()
     {
         QTest::addColumn<QString>("ending");
+        QTest::addColumn<QString>("heard");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("no final result: the timeout gives the transcript so far") << "timeout"
-                                                                                  << "half a";
-        QTest::newRow("recognition error: the transcript so far") << "error"
-                                                                  << "half a";
-        QTest::newRow("cancel: the empty text") << "cancel"
-                                                << "";
-        QTest::newRow("new start: the empty text") << "start"
-                                                   << "";
-        QTest::newRow("second stop: the first waiter gets the empty text") << "stop"
-                                                                           << "";
+        const auto row = [](const char* name, const char* ending, const char* heard, const char* expected) {
+            QTest::newRow(name) << QString(ending) << QString(heard) << QString(expected);
+        };
+        row("final result, trimmed", "final", "half a \n ", "half a");
+        row("final result of blanks", "final", "  \n", "");
+        row("timeout: the transcript so far", "timeout", "half a ", "half a");
+        row("error while capturing, then timeout", "error, then timeout", "half a ", "half a");
+        row("recognition error: the transcript so far", "error", "half a ", "half a");
+        row("cancel: the empty text", "cancel", "half a ", "");
+        row("new start: the empty text", "start", "half a ", "");
+        row("second stop: the first waiter gets the empty text", "stop", "half a ", "");
     }
     void everyWayOfEndingAWaitDeliversOnce()
     {
         QFETCH(QString, ending);
+        QFETCH(QString, heard);
         QFETCH(QString, expected);
         Rig rig;
-        rig.recognizer->setAnswersAtEnd(false);
-        rig.start();
-        rig.recognizer->hear(QStringLiteral("half a "));
+        rig.recognizer->setAnswersAtEnd(ending == "final");
+        QVERIFY(!rig.start());
+        rig.audio->capture(chunkA);
+        rig.recognizer->hear(QStringLiteral("half"));
+        rig.recognizer->hear(heard);
+        QCOMPARE(rig.partials, QStringList({QStringLiteral("half"), heard})); // untrimmed
+        if (ending == "error, then timeout") {
+            rig.recognizer->fail();
+            QVERIFY(rig.dictation.isCapturing());
+        }
         rig.stop();
-        QCoreApplication::processEvents();
-        QVERIFY(rig.listener.finals.isEmpty());
+        QVERIFY(!rig.audio->isOpen());
+        QVERIFY(rig.recognizer->audioEnded);
+        QCOMPARE(rig.recognizer->audio, chunkA);
+        QVERIFY(!rig.dictation.isCapturing());
+        QVERIFY(rig.finals.isEmpty());
 
         Listener second;
-        if (ending == "error") {
-            rig.recognizer->fail({QStringLiteral("Recognizer"), 7, QStringLiteral("broken")});
-        } else if (ending == "cancel") {
+        if (ending == "error")
+            rig.recognizer->fail();
+        else if (ending == "cancel")
             rig.dictation.cancel();
-        } else if (ending == "start") {
-            QVERIFY(!rig.dictation.start(&second, second.onPartial()));
-        } else if (ending == "stop") {
-            rig.dictation.stop(&second, second.onFinal());
-        }
-        if (ending != "timeout") {
-            // Everything but the timeout ends the wait without waiting for it.
-            QCoreApplication::processEvents();
-            QCOMPARE(rig.listener.finals, QStringList{expected});
-        }
-        QTRY_COMPARE(rig.listener.finals, QStringList{expected});
+        else if (ending == "start")
+            QVERIFY(!rig.dictation.start(&second, into(second.partials)));
+        else if (ending == "stop")
+            rig.dictation.stop(&second, into(second.finals));
+        QCoreApplication::processEvents();
+        if (ending != "final" && !ending.endsWith("timeout")) // ended without waiting for the timeout
+            QCOMPARE(rig.finals, QStringList{expected});
+        QTRY_COMPARE(rig.finals, QStringList{expected});
+        const QStringList partials = rig.partials;
 
         // Late results change nothing for the first caller; after a second stop() the recognition goes on.
         rig.recognizer->hear(QStringLiteral("late"));
         QTest::qWait(Dictation::finalResultTimeoutMs + 200);
-        QCOMPARE(rig.listener.finals, QStringList{expected});
+        QCOMPARE(rig.finals, QStringList{expected});
         if (ending == "stop")
             QCOMPARE(second.finals, QStringList{QStringLiteral("late")});
         else
-            QCOMPARE(rig.listener.partials, QStringList{QStringLiteral("half a ")});
-    }
-
-    void recognitionErrorWhileCapturingKeepsTheTranscript()
-    {
-        Rig rig;
-        rig.recognizer->setAnswersAtEnd(false);
-        rig.start();
-        rig.recognizer->hear(QStringLiteral("so far"));
-        rig.recognizer->fail({QStringLiteral("Recognizer"), 7, QStringLiteral("broken")});
-        QVERIFY(rig.dictation.isCapturing());
-        rig.stop();
-        QTRY_COMPARE(rig.listener.finals, QStringList{QStringLiteral("so far")});
+            QCOMPARE(rig.partials, partials);
     }
 
     void startFailures_data()
     {
         QTest::addColumn<Readiness>("readiness");
-        QTest::addColumn<bool>("microphoneFails");
-        QTest::addColumn<QString>("domain");
-        QTest::addColumn<QString>("message");
-        QTest::newRow("model did not load") << Readiness::Unavailable << false << "Dictation"
-                                            << "Speech recognition is not available";
-        QTest::newRow("microphone cannot open") << Readiness::Ready << true << "Audio"
-                                                << "no device";
+        QTest::addColumn<Error>("expected");
+        QTest::newRow("model did not load")
+            << Readiness::Unavailable << Error{"Dictation", 1, "Speech recognition is not available"};
+        QTest::newRow("microphone cannot open") << Readiness::Ready << Error{"Audio", 2, "no device"};
     }
     void startFailures()
     {
         QFETCH(Readiness, readiness);
-        QFETCH(bool, microphoneFails);
-        QFETCH(QString, domain);
-        QFETCH(QString, message);
+        QFETCH(Error, expected);
         Rig rig(readiness);
-        if (microphoneFails)
-            rig.audio->setOpenError(Error{QStringLiteral("Audio"), 2, QStringLiteral("no device")});
+        if (expected.domain == "Audio")
+            rig.audio->openError = expected;
         rig.dictation.arm();
-        const auto error = rig.dictation.start(&rig.listener, rig.listener.onPartial());
-        QVERIFY(error);
-        QCOMPARE(error->domain, domain);
-        QCOMPARE(error->message, message);
-        if (!microphoneFails)
-            QCOMPARE(error->code, 1);
+        const auto error = rig.start();
+        QVERIFY2(error == expected, qPrintable(error ? error->message : QStringLiteral("no error")));
         QVERIFY(!rig.audio->isOpen());
-        QCOMPARE(rig.recognizer->utterances(), 0);
+        QCOMPARE(rig.recognizer->utterances, 0);
         QVERIFY(!rig.dictation.isCapturing());
     }
 
     void startWhileCapturingKeepsOneCapture()
     {
         Rig rig;
-        rig.start();
+        QVERIFY(!rig.start());
         rig.audio->capture(chunkA);
         rig.recognizer->hear(QStringLiteral("first"));
-        rig.start();
+        QVERIFY(!rig.start());
         rig.audio->capture(chunkB);
-        QCOMPARE(rig.audio->openCount(), 1);
-        QCOMPARE(rig.recognizer->utterances(), 2);
-        QVERIFY(rig.recognizer->cancels() >= 1);
-        QCOMPARE(rig.recognizer->audio(), chunkB);
+        QCOMPARE(rig.audio->openCount, 1);
+        QCOMPARE(rig.recognizer->utterances, 2);
+        QVERIFY(rig.recognizer->cancels >= 1);
+        QCOMPARE(rig.recognizer->audio, chunkB);
         rig.stop();
-        QTRY_COMPARE(rig.listener.finals, QStringList{QString()});
+        QTRY_COMPARE(rig.finals, QStringList{QString()});
     }
 
     void armedAudioIsHeardOnlyWhenStartFollows()
@@ -203,12 +152,14 @@ private slots:
         Rig rig;
         rig.dictation.arm();
         QVERIFY(rig.audio->isOpen());
+        const QByteArray newest(Dictation::preRollLimitBytes, 's');
         rig.audio->capture(chunkA);
-        rig.start();
+        rig.audio->capture(newest); // only the newest audio is kept
+        QVERIFY(!rig.start());
         rig.audio->capture(chunkB);
-        QCOMPARE(rig.recognizer->audio(), chunkA + chunkB);
+        QCOMPARE(rig.recognizer->audio, newest + chunkB);
         rig.dictation.arm(); // a press while capturing changes nothing
-        QCOMPARE(rig.recognizer->audio(), chunkA + chunkB);
+        QCOMPARE(rig.recognizer->audio, newest + chunkB);
 
         // A tap: the audio of the press is dropped and the microphone closed.
         rig.dictation.cancel();
@@ -216,40 +167,28 @@ private slots:
         rig.audio->capture(chunkA);
         rig.dictation.disarm();
         QVERIFY(!rig.audio->isOpen());
-        rig.start();
-        QVERIFY(rig.recognizer->audio().isEmpty());
-    }
+        QVERIFY(!rig.start());
+        QVERIFY(rig.recognizer->audio.isEmpty());
 
-    void armedAudioKeepsOnlyTheNewest()
-    {
-        Rig rig;
-        rig.dictation.arm();
-        const QByteArray second(Dictation::preRollLimitBytes, 's');
-        rig.audio->capture(chunkA);
-        rig.audio->capture(second);
-        rig.start();
-        QCOMPARE(rig.recognizer->audio(), second);
-    }
-
-    void stopWithoutStartGivesTheEmptyText()
-    {
-        Rig rig;
+        // A release without start: the microphone closes, the caller gets the empty text, later.
+        rig.dictation.cancel();
         rig.dictation.arm();
         rig.stop();
         QVERIFY(!rig.audio->isOpen());
-        QCOMPARE(rig.listener.finals, QStringList());
-        QTRY_COMPARE(rig.listener.finals, QStringList{QString()});
+        QVERIFY(rig.finals.isEmpty());
+        QTRY_COMPARE(rig.finals, QStringList{QString()});
     }
 
     void handlersOfAGoneContextAreNotCalled()
     {
         Rig rig;
         auto* caller = new Listener;
-        QVERIFY(!rig.dictation.start(caller, caller->onPartial()));
+        QVERIFY(!rig.dictation.start(caller, into(caller->partials)));
+        rig.dictation.stop(caller, into(caller->finals));
         delete caller;
         rig.recognizer->hear(QStringLiteral("nobody listens"));
-        rig.stop();
-        QTRY_VERIFY(!rig.dictation.isCapturing());
+        QTRY_COMPARE(rig.recognizer->cancels, 1); // the final result has ended the wait
+        QCoreApplication::processEvents();
     }
 
     void destroyingReleasesAWaitingStop()
@@ -258,9 +197,9 @@ private slots:
         {
             Rig rig;
             rig.recognizer->setAnswersAtEnd(false);
-            rig.start();
+            QVERIFY(!rig.start());
             rig.recognizer->hear(QStringLiteral("gone"));
-            rig.dictation.stop(&listener, listener.onFinal());
+            rig.dictation.stop(&listener, into(listener.finals));
         }
         QTRY_COMPARE(listener.finals, QStringList{QString()});
     }
@@ -281,15 +220,15 @@ private slots:
         QFETCH(bool, granted);
         for (bool loadedFirst : {true, false}) {
             Rig rig(loadedFirst ? readiness : Readiness::Loading);
-            rig.audio->setHasInput(hasInput);
-            rig.dictation.requestPermissions(&rig.listener,
-                                             [&](bool answer) { rig.listener.answers << answer; });
+            rig.audio->input = hasInput;
+            QList<bool> answers;
+            rig.dictation.requestPermissions(&rig, [&answers](bool answer) { answers << answer; });
             QCoreApplication::processEvents();
             if (!loadedFirst) {
-                QVERIFY(rig.listener.answers.isEmpty());
+                QVERIFY(answers.isEmpty());
                 rig.recognizer->finishLoading(readiness);
             }
-            QTRY_COMPARE(rig.listener.answers, QList<bool>{granted});
+            QTRY_COMPARE(answers, QList<bool>{granted});
         }
     }
 };

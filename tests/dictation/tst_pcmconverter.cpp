@@ -22,29 +22,21 @@ QAudioFormat formatOf(int rate, int channels, QAudioFormat::SampleFormat sampleF
 QByteArray tone(const QAudioFormat& format)
 {
     QByteArray bytes;
+    const auto put = [&bytes](auto sample) {
+        bytes.append(reinterpret_cast<const char*>(&sample), sizeof sample);
+    };
     for (int i = 0; i < format.sampleRate(); ++i) {
         const double value = 0.5 * std::sin(2 * std::numbers::pi * 440 * i / format.sampleRate());
         for (int channel = 0; channel < format.channelCount(); ++channel) {
-            if (format.sampleFormat() == QAudioFormat::Float) {
-                const float sample = float(value);
-                bytes.append(reinterpret_cast<const char*>(&sample), sizeof sample);
-            } else if (format.sampleFormat() == QAudioFormat::Int32) {
-                const auto sample = std::int32_t(std::lround(value * 2147483647.0));
-                bytes.append(reinterpret_cast<const char*>(&sample), sizeof sample);
-            } else {
-                const auto sample = std::int16_t(std::lround(value * 32767.0));
-                bytes.append(reinterpret_cast<const char*>(&sample), sizeof sample);
-            }
+            if (format.sampleFormat() == QAudioFormat::Float)
+                put(float(value));
+            else if (format.sampleFormat() == QAudioFormat::Int32)
+                put(std::int32_t(std::lround(value * 2147483647.0)));
+            else
+                put(std::int16_t(std::lround(value * 32767.0)));
         }
     }
     return bytes;
-}
-
-std::vector<std::int16_t> samplesOf(const QByteArray& bytes)
-{
-    std::vector<std::int16_t> samples(size_t(bytes.size()) / 2);
-    std::memcpy(samples.data(), bytes.constData(), samples.size() * 2);
-    return samples;
 }
 
 } // namespace
@@ -74,7 +66,8 @@ private slots:
             output += converter.convert(input.mid(at, 1001));
         QCOMPARE(output, PcmConverter(format).convert(input));
 
-        const auto samples = samplesOf(output);
+        std::vector<std::int16_t> samples(size_t(output.size()) / 2);
+        std::memcpy(samples.data(), output.constData(), samples.size() * 2);
         QVERIFY(std::abs(int(samples.size()) - 16000) <= 2);
         for (size_t i = 0; i < samples.size(); i += 97) {
             const double expected = 0.5 * 32767 * std::sin(2 * std::numbers::pi * 440 * double(i) / 16000);

@@ -9,20 +9,28 @@ class FakeAudioInput : public AudioInput
 public:
     using AudioInput::AudioInput;
 
-    std::optional<Error> open() override;
-    void close() override;
+    std::optional<Error> open() override
+    {
+        if (openError)
+            return openError;
+        m_open = true;
+        ++openCount;
+        return std::nullopt;
+    }
+    void close() override { m_open = false; }
     bool isOpen() const override { return m_open; }
-    bool hasInput() const override { return m_hasInput; }
+    bool hasInput() const override { return input; }
 
-    void setOpenError(const std::optional<Error>& error) { m_openError = error; }
-    void setHasInput(bool hasInput) { m_hasInput = hasInput; }
-    void capture(const QByteArray& samples);
+    void capture(const QByteArray& samples)
+    {
+        if (m_open)
+            emit captured(samples);
+    }
 
-    int openCount() const { return m_openCount; }
+    std::optional<Error> openError;
+    bool input = true;
+    int openCount = 0;
 
 private:
-    std::optional<Error> m_openError;
-    bool m_hasInput = true;
     bool m_open = false;
-    int m_openCount = 0;
 };

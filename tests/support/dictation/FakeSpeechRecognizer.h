@@ -3,44 +3,59 @@
 #include "desktop/SpeechRecognizer.h"
 
 #include <QTimer>
-#include <optional>
 
-// A recogniser the test scripts: it hears nothing, says what it is told, and keeps what it was fed.
-// By default it answers endAudio() with the last partial transcript, or the one set, after
-// finalDelayMs; without an answer set (setAnswersAtEnd(false)) it never sends a final result.
+// A recogniser the test scripts: it says what it is told and keeps the audio of the current utterance.
+// It answers endAudio() on the next turn of the event loop with the last partial transcript, unless
+// setAnswersAtEnd(false) was called: then it never sends a final result.
 class FakeSpeechRecognizer : public SpeechRecognizer
 {
     Q_OBJECT
 public:
-    explicit FakeSpeechRecognizer(Readiness readiness = Readiness::Ready, QObject* parent = nullptr);
+    explicit FakeSpeechRecognizer(Readiness readiness = Readiness::Ready) : m_readiness(readiness)
+    {
+        m_final.setSingleShot(true);
+        connect(&m_final, &QTimer::timeout, this, [this] { emit transcribed(m_lastPartial, true); });
+    }
 
     Readiness readiness() const override { return m_readiness; }
-    void beginUtterance() override;
-    void appendAudio(const QByteArray& samples) override;
-    void endAudio() override;
-    void cancel() override;
+    void beginUtterance() override
+    {
+        m_final.stop();
+        audio.clear();
+        m_lastPartial.clear();
+        audioEnded = false;
+        ++utterances;
+    }
+    void appendAudio(const QByteArray& samples) override { audio += samples; }
+    void endAudio() override
+    {
+        audioEnded = true;
+        if (m_answersAtEnd)
+            m_final.start();
+    }
+    void cancel() override
+    {
+        m_final.stop();
+        ++cancels;
+    }
 
-    void finishLoading(Readiness readiness);
-    void hear(const QString& partial);
-    void fail(const Error& error);
-    void setFinalTranscript(const QString& text) { m_final = text; }
-    void setFinalDelayMs(int delayMs) { m_finalTimer.setInterval(delayMs); }
+    void finishLoading(Readiness readiness)
+    {
+        m_readiness = readiness;
+        emit readinessChanged();
+    }
+    void hear(const QString& partial) { emit transcribed(m_lastPartial = partial, false); }
+    void fail() { emit failed({QStringLiteral("Recognizer"), 7, QStringLiteral("broken")}); }
     void setAnswersAtEnd(bool answers) { m_answersAtEnd = answers; }
 
-    int utterances() const { return m_utterances; }
-    int cancels() const { return m_cancels; }
-    bool audioEnded() const { return m_audioEnded; }
-    // The audio of the current utterance.
-    const QByteArray& audio() const { return m_audio; }
+    QByteArray audio; // of the current utterance
+    bool audioEnded = false;
+    int utterances = 0;
+    int cancels = 0;
 
 private:
     Readiness m_readiness;
-    std::optional<QString> m_final;
+    QTimer m_final;
     QString m_lastPartial;
     bool m_answersAtEnd = true;
-    QTimer m_finalTimer;
-    QByteArray m_audio;
-    bool m_audioEnded = false;
-    int m_utterances = 0;
-    int m_cancels = 0;
 };
