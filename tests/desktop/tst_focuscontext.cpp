@@ -1,17 +1,25 @@
-#include "FakeFocusReader.h"
+#include "FakeDesktopPlatform.h"
 #include "desktop/FocusContext.h"
 
 #include <QTest>
 
 namespace {
 
-const RunningApp editor{QStringLiteral("Mousepad"), 4242, 0x1200007, QStringLiteral("Mousepad")};
-const QString emoji = QStringLiteral("\U0001F600");
+const RunningApp editor{"Mousepad", 4242, 0x1200007, "Mousepad"};
+const std::optional<QString> none;
+const QString primary = QStringLiteral("from primary");
+constexpr qint64 huge = std::numeric_limits<qint64>::max();
 
-FocusedElement element(const QString& value, qint64 location, qint64 length)
+std::optional<FocusedElement> element(const QString& value, qint64 location, qint64 length)
 {
     const QString selected = value.mid(qBound<qint64>(0, location, value.size()), qMax<qint64>(length, 0));
-    return {selected, value, TextRange{location, length}};
+    return FocusedElement{selected, value, TextRange{location, length}};
+}
+
+FocusContext seen(const std::optional<QString>& selection, const std::optional<QString>& before = {},
+                  const std::optional<QString>& after = {})
+{
+    return {editor, selection, before, after};
 }
 
 } // namespace
@@ -21,113 +29,63 @@ class TestFocusContext : public QObject
     Q_OBJECT
 
 private slots:
-    void cuts_data();
-    void cuts();
-    void untrustedGivesOnlyTheApp();
-    void fallback_data();
-    void fallback();
+    void capture_data();
+    void capture();
 };
 
-void TestFocusContext::cuts_data()
-{
-    QTest::addColumn<FocusedElement>("focused");
-    QTest::addColumn<QString>("before");
-    QTest::addColumn<QString>("after");
-
-    QTest::newRow("selection in the middle") << element("one two three", 4, 3) << "one "
-                                             << " three";
-    QTest::newRow("caret at the start") << element("hello", 0, 0) << ""
-                                        << "hello";
-    QTest::newRow("range past the end") << element("hello", 3, 50) << "hel"
-                                        << "";
-    QTest::newRow("location past the end") << element("hello", 99, 1) << "hello"
-                                           << "";
-    QTest::newRow("negative location") << element("hello", -4, 2) << ""
-                                       << "llo";
-    QTest::newRow("negative length") << element("hello", 2, -1) << "he"
-                                     << "llo";
-    QTest::newRow("overflowing length") << element("hello", 1, std::numeric_limits<qint64>::max()) << "h"
-                                        << "";
-    QTest::newRow("overflowing location")
-        << element("hello", std::numeric_limits<qint64>::max(), 5) << "hello"
-        << "";
-
-    const QString longBefore = QString(3000, 'a');
-    QTest::newRow("exactly the last 3000 before")
-        << element("xyz" + longBefore + "S" + QString(1000, 'b') + "tail", 3003, 1) << longBefore
-        << QString(1000, 'b');
-    // An emoji is two UTF-16 units but one character: it counts once and is never split at a cut.
-    const QString emojiBefore = emoji + QString(2999, 'a');
-    QTest::newRow("emoji at the before cut")
-        << element("x" + emojiBefore + "S" + QString(999, 'b') + emoji + "c", 2 + 2999 + 1, 1) << emojiBefore
-        << QString(999, 'b') + emoji;
-    const QString accent = QStringLiteral("e\u0301");
-    QTest::newRow("combining accent at the after cut")
-        << element("S" + QString(999, 'b') + accent + "z", 0, 1) << "" << QString(999, 'b') + accent;
-}
-
-void TestFocusContext::cuts()
-{
-    QFETCH(FocusedElement, focused);
-    FakeFocusReader reader;
-    reader.app = editor;
-    reader.element = focused;
-
-    const FocusContext context = FocusContext::capture(reader);
-
-    QCOMPARE(context.app, editor);
-    QFETCH(QString, before);
-    QFETCH(QString, after);
-    QCOMPARE(context.before, before);
-    QCOMPARE(context.after, after);
-}
-
-void TestFocusContext::untrustedGivesOnlyTheApp()
-{
-    FakeFocusReader reader;
-    reader.app = editor;
-    reader.trusted = false;
-    reader.element = element("hello", 0, 2);
-    reader.fallback = QStringLiteral("he");
-
-    const FocusContext expected{editor, {}, {}, {}};
-    QCOMPARE(FocusContext::capture(reader), expected);
-    QCOMPARE(reader.fallbackReads, 0);
-}
-
-void TestFocusContext::fallback_data()
+void TestFocusContext::capture_data()
 {
     QTest::addColumn<std::optional<FocusedElement>>("focused");
     QTest::addColumn<std::optional<QString>>("fallback");
+    QTest::addColumn<bool>("trusted");
     QTest::addColumn<FocusContext>("expected");
     QTest::addColumn<int>("fallbackReads");
+    const auto row = [](const char* name, const std::optional<FocusedElement>& focused,
+                        const FocusContext& expected, int fallbackReads,
+                        const std::optional<QString>& fallback = primary, bool trusted = true) {
+        QTest::newRow(name) << focused << fallback << trusted << expected << fallbackReads;
+    };
 
-    const std::optional<QString> none;
-    const QString primary = QStringLiteral("from primary");
-    QTest::newRow("no focused element") << std::optional<FocusedElement>() << std::optional(primary)
-                                        << FocusContext{editor, primary, none, none} << 1;
-    QTest::newRow("caret without selection keeps the surrounding text")
-        << std::optional(element("hello", 2, 0)) << none << FocusContext{editor, none, "he", "llo"} << 1;
-    QTest::newRow("empty fallback is absent") << std::optional<FocusedElement>() << std::optional(QString())
-                                              << FocusContext{editor, {}, {}, {}} << 1;
-    QTest::newRow("selection without value needs no fallback")
-        << std::optional(FocusedElement{QStringLiteral("sel"), none, TextRange{0, 3}})
-        << std::optional(primary) << FocusContext{editor, "sel", none, none} << 0;
-    QTest::newRow("selection without range needs no fallback")
-        << std::optional(FocusedElement{QStringLiteral("sel"), QStringLiteral("a sel"), std::nullopt})
-        << std::optional(primary) << FocusContext{editor, "sel", none, none} << 0;
+    // Positions come from another process: every clamp, and no overflow when they are added.
+    row("selection in the middle", element("one two three", 4, 3), seen("two", "one ", " three"), 0);
+    row("caret at the start", element("hello", 0, 0), seen(none, "", "hello"), 1, none);
+    row("negative location", element("hello", -4, 2), seen("he", "", "llo"), 0);
+    row("negative length", element("hello", 2, -1), seen(primary, "he", "llo"), 1);
+    row("overflowing length", element("hello", 1, huge), seen("ello", "h", ""), 0);
+    row("overflowing location", element("hello", huge, 5), seen(primary, "hello", ""), 1);
+
+    const QString a3000(3000, 'a'), b1000(1000, 'b'), b999(999, 'b');
+    row("exactly the last 3000 before", element("xyz" + a3000 + "S" + b1000 + "tail", 3003, 1),
+        seen("S", a3000, b1000), 0);
+    // An emoji is two UTF-16 units but one character: it counts once and is never split at a cut.
+    const QString emoji = QStringLiteral("\U0001F600"), accent = QStringLiteral("e\u0301");
+    const QString emojiBefore = emoji + QString(2999, 'a');
+    row("emoji at the before cut", element("x" + emojiBefore + "S" + b999 + emoji + "c", 2 + 2999 + 1, 1),
+        seen("S", emojiBefore, b999 + emoji), 0);
+    row("combining accent at the after cut", element("S" + b999 + accent + "z", 0, 1),
+        seen("S", "", b999 + accent), 0);
+
+    row("no focused element", std::nullopt, seen(primary), 1);
+    row("empty fallback is absent", std::nullopt, seen(none), 1, QString());
+    row("selection without value needs no fallback", FocusedElement{"sel", none, TextRange{0, 3}},
+        seen("sel"), 0);
+    row("selection without range needs no fallback", FocusedElement{"sel", "a sel", std::nullopt},
+        seen("sel"), 0);
+    row("untrusted gives only the app", element("hello", 0, 2), seen(none), 0, primary, false);
 }
 
-void TestFocusContext::fallback()
+void TestFocusContext::capture()
 {
-    FakeFocusReader reader;
-    reader.app = editor;
     QFETCH(std::optional<FocusedElement>, focused);
     QFETCH(std::optional<QString>, fallback);
+    QFETCH(bool, trusted);
     QFETCH(FocusContext, expected);
     QFETCH(int, fallbackReads);
+    FakeFocusReader reader;
+    reader.app = editor;
     reader.element = focused;
     reader.fallback = fallback;
+    reader.trusted = trusted;
 
     QCOMPARE(FocusContext::capture(reader), expected);
     QCOMPARE(reader.fallbackReads, fallbackReads);

@@ -6,21 +6,14 @@
 
 namespace {
 
-const RunningApp editor{QStringLiteral("Mousepad"), 4242, 0x1200007, QStringLiteral("Mousepad")};
-const RunningApp terminal{QStringLiteral("XTerm"), 4343, 0x1400002, QStringLiteral("XTerm")};
+using Target = std::optional<RunningApp>;
+const RunningApp editor{"Mousepad", 4242, 0x1200007, "Mousepad"};
+const RunningApp terminal{"XTerm", 4343, 0x1400002, "XTerm"};
 const KeyChord ctrlV{Qt::Key_V, Qt::ControlModifier};
-const KeyChord shiftInsert{Qt::Key_Insert, Qt::ShiftModifier};
 
-const ClipboardContents richContents{
-    {{QStringLiteral("text/html"), "<b>old</b>"},
-     {QStringLiteral("text/plain"), "old"},
-     {QStringLiteral("image/png"), QByteArray("\x89PNG\r\n\x1a\n\0\1", 10)}}};
-
-// An insertion outlives the call; the fake platform must outlive the insertion.
-void waitUntilSettled()
-{
-    QTRY_VERIFY_WITH_TIMEOUT(QCoreApplication::instance()->findChildren<PendingInsertion*>().isEmpty(), 3000);
-}
+const ClipboardContents richContents{{{"text/html", "<b>old</b>"},
+                                      {"text/plain", "old"},
+                                      {"image/png", QByteArray("\x89PNG\r\n\x1a\n\0\1", 10)}}};
 
 } // namespace
 
@@ -31,102 +24,70 @@ class TestKeystroke : public QObject
 private slots:
     void pastesThenRestores_data();
     void pastesThenRestores();
-    void keepsWhatTheUserCopiedMeanwhile();
-    void waitsForHeldKeys();
-    void pasteKeyFitsTheTarget_data();
-    void pasteKeyFitsTheTarget();
 };
 
 void TestKeystroke::pastesThenRestores_data()
 {
+    QTest::addColumn<Target>("target");
     QTest::addColumn<ClipboardContents>("before");
-    QTest::addColumn<std::optional<RunningApp>>("target");
+    QTest::addColumn<KeyChord>("chord");
+    QTest::addColumn<std::optional<QString>>("selection");
+    QTest::addColumn<int>("heldPolls");
+    QTest::addColumn<bool>("copiedMeanwhile");
+    const auto row = [](const char* name, const Target& target,
+                        const ClipboardContents& before = richContents, const KeyChord& chord = ctrlV,
+                        const std::optional<QString>& selection = {}, int heldPolls = 0,
+                        bool copiedMeanwhile = false) {
+        QTest::newRow(name) << target << before << chord << selection << heldPolls << copiedMeanwhile;
+    };
 
-    QTest::newRow("several formats") << richContents << std::optional(editor);
-    QTest::newRow("image only") << ClipboardContents{{{QStringLiteral("image/png"), "png"}}}
-                                << std::optional(editor);
-    QTest::newRow("empty clipboard keeps the answer") << ClipboardContents{} << std::optional(editor);
-    QTest::newRow("no target") << richContents << std::optional<RunningApp>();
+    row("several formats", editor);
+    row("image only", editor, {{{"image/png", "png"}}});
+    row("empty clipboard keeps the answer", editor, {});
+    row("no target", std::nullopt);
+    row("xterm pastes PRIMARY", terminal, richContents, {Qt::Key_Insert, Qt::ShiftModifier}, "answer");
+    RunningApp konsole = terminal;
+    konsole.windowClass = "konsole";
+    row("konsole", konsole, richContents, {Qt::Key_V, Qt::ControlModifier | Qt::ShiftModifier});
+    row("waits for held keys", editor, richContents, ctrlV, {}, 5);
+    row("keeps what the user copied meanwhile", editor, richContents, ctrlV, {}, 0, true);
 }
 
 void TestKeystroke::pastesThenRestores()
 {
+    QFETCH(Target, target);
     QFETCH(ClipboardContents, before);
-    QFETCH(std::optional<RunningApp>, target);
-    FakeDesktopPlatform platform;
-    platform.board.contents = before;
-
-    Keystroke::insert(QStringLiteral("answer"), target);
-
-    QCOMPARE(platform.keys.activated, target ? QList{*target} : QList<RunningApp>());
-    QCOMPARE(platform.board.text(), QStringLiteral("answer"));
-    QTRY_COMPARE(platform.keys.sent.size(), 1);
-    const auto paste = platform.keys.sent.first();
-    QCOMPARE(paste.chord, ctrlV);
-    QCOMPARE(paste.clipboardText, QStringLiteral("answer"));
-    QVERIFY(paste.elapsedMs >= 120);
-    const ClipboardContents answer = platform.board.contents;
-    waitUntilSettled();
-    QVERIFY(platform.keys.elapsedMs() >= 720);
-    QCOMPARE(platform.board.contents, before.isEmpty() ? answer : before);
-    QVERIFY(!platform.board.selection);
-}
-
-void TestKeystroke::keepsWhatTheUserCopiedMeanwhile()
-{
-    FakeDesktopPlatform platform;
-    platform.board.contents = richContents;
-    const ClipboardContents newer = FakeClipboard::textContents(QStringLiteral("copied later"));
-
-    Keystroke::insert(QStringLiteral("answer"), editor);
-    QTRY_COMPARE(platform.keys.sent.size(), 1);
-    platform.board.copyByUser(newer);
-
-    waitUntilSettled();
-    QCOMPARE(platform.board.contents, newer);
-}
-
-void TestKeystroke::waitsForHeldKeys()
-{
-    FakeDesktopPlatform platform;
-    platform.keys.heldPolls = 5;
-
-    Keystroke::insert(QStringLiteral("answer"), editor);
-
-    QTRY_COMPARE(platform.keys.sent.size(), 1);
-    QCOMPARE(platform.keys.heldPolls, 0);
-    QVERIFY(platform.keys.sent.first().elapsedMs >= 120 + 5 * 20);
-    waitUntilSettled();
-}
-
-void TestKeystroke::pasteKeyFitsTheTarget_data()
-{
-    QTest::addColumn<RunningApp>("target");
-    QTest::addColumn<KeyChord>("chord");
-    QTest::addColumn<std::optional<QString>>("selection");
-
-    QTest::newRow("editor") << editor << ctrlV << std::optional<QString>();
-    QTest::newRow("xterm pastes PRIMARY")
-        << terminal << shiftInsert << std::optional(QStringLiteral("answer"));
-    RunningApp konsole = terminal;
-    konsole.windowClass = QStringLiteral("konsole");
-    QTest::newRow("konsole") << konsole << KeyChord{Qt::Key_V, Qt::ControlModifier | Qt::ShiftModifier}
-                             << std::optional<QString>();
-}
-
-void TestKeystroke::pasteKeyFitsTheTarget()
-{
-    QFETCH(RunningApp, target);
     QFETCH(KeyChord, chord);
     QFETCH(std::optional<QString>, selection);
+    QFETCH(int, heldPolls);
+    QFETCH(bool, copiedMeanwhile);
     FakeDesktopPlatform platform;
+    platform.board.contents = before;
+    platform.keys.heldPolls = heldPolls;
 
-    Keystroke::insert(QStringLiteral("answer"), target);
+    Keystroke::insert("answer", target);
 
-    QTRY_COMPARE(platform.keys.sent.size(), 1);
-    QCOMPARE(platform.keys.sent.first().chord, chord);
+    QCOMPARE(platform.keys.activated, target ? QList{*target} : QList<RunningApp>());
+    QCOMPARE(platform.board.text(), "answer");
     QCOMPARE(platform.board.selection, selection);
-    waitUntilSettled();
+    QTRY_COMPARE(platform.keys.sent.size(), 1);
+    const auto paste = platform.keys.sent.first();
+    QCOMPARE(paste.chord, chord);
+    QCOMPARE(paste.clipboardText, "answer");
+    // After the window has had time to come to the front, and the user to let go of every key.
+    QCOMPARE(platform.keys.heldPolls, 0);
+    QVERIFY(paste.elapsedMs >= 120 + heldPolls * 20);
+    const ClipboardContents answer = platform.board.contents;
+    const ClipboardContents newer = FakeClipboard::textContents("copied later");
+    if (copiedMeanwhile) {
+        platform.board.copyByUser(newer);
+    }
+
+    // The insertion outlives the call; the fake platform must outlive the insertion.
+    QTRY_VERIFY_WITH_TIMEOUT(QCoreApplication::instance()->findChildren<PendingInsertion*>().isEmpty(), 3000);
+    QVERIFY(platform.keys.clock.elapsed() >= paste.elapsedMs + 600);
+    QCOMPARE(platform.board.contents, copiedMeanwhile ? newer : before.isEmpty() ? answer : before);
+    QCOMPARE(platform.keys.sent.size(), 1);
 }
 
 QTEST_GUILESS_MAIN(TestKeystroke)

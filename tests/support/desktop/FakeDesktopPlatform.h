@@ -1,10 +1,122 @@
 #pragma once
 
-#include "FakeClipboard.h"
-#include "FakeFocusReader.h"
-#include "FakeHotKeyPlatform.h"
-#include "FakeKeystrokePlatform.h"
+#include "desktop/Clipboard.h"
 #include "desktop/DesktopPlatform.h"
+#include "desktop/FocusReader.h"
+#include "desktop/HotKeyPlatform.h"
+#include "desktop/KeystrokePlatform.h"
+
+#include <QElapsedTimer>
+#include <QList>
+#include <QMap>
+
+// A scripted view of the desktop: tests set the fields, capture reads them.
+class FakeFocusReader : public FocusReader
+{
+public:
+    std::optional<RunningApp> app;
+    bool trusted = true;
+    std::optional<FocusedElement> element;
+    std::optional<QString> fallback;
+    int fallbackReads = 0;
+
+    std::optional<RunningApp> frontmostApp() override { return app; }
+    bool isTrusted() override { return trusted; }
+    std::optional<FocusedElement> focusedElement(const std::optional<RunningApp>&) override
+    {
+        return element;
+    }
+    std::optional<QString> fallbackSelection(const std::optional<RunningApp>&) override
+    {
+        ++fallbackReads;
+        return fallback;
+    }
+};
+
+// An in-memory clipboard; copyByUser() stands for another application copying something.
+class FakeClipboard : public Clipboard
+{
+public:
+    ClipboardContents contents;
+    std::optional<QString> selection;
+    quint64 changes = 0;
+
+    static ClipboardContents textContents(const QString& text) { return {{{"text/plain", text.toUtf8()}}}; }
+    void copyByUser(const ClipboardContents& newContents)
+    {
+        contents = newContents;
+        ++changes;
+    }
+
+    std::optional<QString> text() override
+    {
+        for (const ClipboardContents::Format& format : contents.formats) {
+            if (format.mimeType == QLatin1String("text/plain")) {
+                return QString::fromUtf8(format.data);
+            }
+        }
+        return std::nullopt;
+    }
+    ClipboardContents save() override { return contents; }
+    void restore(const ClipboardContents& saved) override { copyByUser(saved); }
+    void setText(const QString& text) override { copyByUser(textContents(text)); }
+    void setTransientText(const QString& text) override
+    {
+        ClipboardContents marked = textContents(text);
+        marked.formats.append({QStringLiteral("x-kde-passwordManagerHint"), "secret"});
+        copyByUser(marked);
+    }
+    void setSelectionText(const QString& text) override { selection = text; }
+    quint64 changeCount() override { return changes; }
+};
+
+// Records synthetic keys, each with what the clipboard held and the fake's age when it was sent.
+class FakeKeystrokePlatform : public KeystrokePlatform
+{
+public:
+    struct SentKey
+    {
+        KeyChord chord;
+        std::optional<QString> clipboardText;
+        qint64 elapsedMs = 0;
+    };
+
+    explicit FakeKeystrokePlatform(Clipboard& clipboard) : m_clipboard(clipboard) { clock.start(); }
+
+    QList<SentKey> sent;
+    QList<RunningApp> activated;
+    // How many more times keysHeld() answers true, as if the user were still letting go.
+    int heldPolls = 0;
+    QElapsedTimer clock;
+
+    void sendKey(const KeyChord& chord) override
+    {
+        sent.append({chord, m_clipboard.text(), clock.elapsed()});
+    }
+    bool keysHeld() override { return heldPolls > 0 && heldPolls-- > 0; }
+    void activate(const RunningApp& app) override { activated.append(app); }
+
+private:
+    Clipboard& m_clipboard;
+};
+
+// Shortcuts in memory; `taken` lists the chords another client holds.
+class FakeHotKeyPlatform : public HotKeyPlatform
+{
+public:
+    QList<KeyChord> taken;
+    QMap<quint32, KeyChord> registered;
+
+    bool registerHotKey(HotKeyId id, const KeyChord& chord) override
+    {
+        if (taken.contains(chord)) {
+            return false;
+        }
+        registered.insert(id.id, chord);
+        return true;
+    }
+    void unregisterHotKey(HotKeyId id) override { registered.remove(id.id); }
+};
 
 // A whole fake desktop, injected as the process's platform for the lifetime of the object.
 class FakeDesktopPlatform : public DesktopPlatform
