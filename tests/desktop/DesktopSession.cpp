@@ -17,8 +17,7 @@ bool enter()
         return false;
     }
     for (const QByteArray& line : env.readAll().split('\n')) {
-        const qsizetype equals = line.indexOf('=');
-        if (equals > 0) {
+        if (const qsizetype equals = line.indexOf('='); equals > 0) {
             qputenv(line.first(equals).constData(), line.sliced(equals + 1));
         }
     }
@@ -32,7 +31,7 @@ QString filesDir()
     return qEnvironmentVariable("TAVRIN_SESSION_FILES");
 }
 
-Outcome run(const QString& program, const QStringList& arguments, const QByteArray& input)
+std::optional<QByteArray> run(const QString& program, const QStringList& arguments, const QByteArray& input)
 {
     QProcess process;
     QEventLoop loop;
@@ -45,56 +44,50 @@ Outcome run(const QString& program, const QStringList& arguments, const QByteArr
         process.closeWriteChannel();
     }
     loop.exec();
-    if (process.state() != QProcess::NotRunning) {
-        process.kill();
-        process.waitForFinished();
-        return {};
+    // A tool still running at the deadline has failed too.
+    process.kill();
+    process.waitForFinished();
+    if (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0) {
+        return std::nullopt;
     }
-    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-            process.readAllStandardOutput()};
+    return process.readAllStandardOutput();
+}
+
+std::optional<QByteArray> xdotool(const QStringList& arguments)
+{
+    return run(QStringLiteral("xdotool"), arguments);
 }
 
 quint64 windowOfClass(const QString& windowClass)
 {
-    const Outcome found =
-        run(QStringLiteral("xdotool"), {QStringLiteral("search"), QStringLiteral("--onlyvisible"),
-                                        QStringLiteral("--class"), windowClass});
-    return found.output.split('\n').first().trimmed().toULongLong();
+    return xdotool({"search", "--onlyvisible", "--class", windowClass})
+        .value_or(QByteArray())
+        .split('\n')
+        .first()
+        .trimmed()
+        .toULongLong();
 }
 
 qint64 processOfWindow(quint64 window)
 {
-    return run(QStringLiteral("xdotool"), {QStringLiteral("getwindowpid"), QString::number(window)})
-        .output.trimmed()
-        .toLongLong();
+    return xdotool({"getwindowpid", QString::number(window)}).value_or(QByteArray()).trimmed().toLongLong();
 }
 
 bool activate(quint64 window)
 {
-    return run(QStringLiteral("xdotool"),
-               {QStringLiteral("windowactivate"), QStringLiteral("--sync"), QString::number(window)})
-               .exitCode == 0;
-}
-
-bool key(const QString& action, const QString& keys)
-{
-    return run(QStringLiteral("xdotool"), {action, keys}).exitCode == 0;
+    return xdotool({"windowactivate", "--sync", QString::number(window)}).has_value();
 }
 
 bool setClipboard(const QByteArray& data, const QString& mimeType)
 {
     // xclip forks and serves the clipboard from the background until another owner takes it.
-    return run(QStringLiteral("xclip"),
-               {QStringLiteral("-selection"), QStringLiteral("clipboard"), QStringLiteral("-t"), mimeType},
-               data)
-               .exitCode == 0;
+    return run(QStringLiteral("xclip"), {"-selection", "clipboard", "-t", mimeType}, data).has_value();
 }
 
 QByteArray clipboard(const QString& mimeType)
 {
-    return run(QStringLiteral("xclip"), {QStringLiteral("-o"), QStringLiteral("-selection"),
-                                         QStringLiteral("clipboard"), QStringLiteral("-t"), mimeType})
-        .output;
+    return run(QStringLiteral("xclip"), {"-o", "-selection", "clipboard", "-t", mimeType})
+        .value_or(QByteArray());
 }
 
 } // namespace DesktopSession

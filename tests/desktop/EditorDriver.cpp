@@ -13,6 +13,7 @@ struct EditorDriver::Node
 
 namespace {
 
+// The first editable text under node, depth first, looking at no more than budget nodes.
 AtspiAccessible* findEditable(AtspiAccessible* node, int& budget)
 {
     if (--budget < 0) {
@@ -24,19 +25,15 @@ AtspiAccessible* findEditable(AtspiAccessible* node, int& budget)
             return ATSPI_ACCESSIBLE(g_object_ref(node));
         }
     }
+    AtspiAccessible* found = nullptr;
     const gint children = atspi_accessible_get_child_count(node, nullptr);
-    for (gint i = 0; i < children; ++i) {
-        AtspiAccessible* child = atspi_accessible_get_child_at_index(node, i, nullptr);
-        if (!child) {
-            continue;
-        }
-        AtspiAccessible* found = findEditable(child, budget);
-        g_object_unref(child);
-        if (found) {
-            return found;
+    for (gint i = 0; i < children && !found; ++i) {
+        if (AtspiAccessible* child = atspi_accessible_get_child_at_index(node, i, nullptr)) {
+            found = findEditable(child, budget);
+            g_object_unref(child);
         }
     }
-    return nullptr;
+    return found;
 }
 
 } // namespace
@@ -75,29 +72,24 @@ bool EditorDriver::setText(const QString& text)
 
 bool EditorDriver::select(int start, int end)
 {
-    AtspiText* textIface = atspi_accessible_get_text_iface(m_node->accessible);
-    if (!textIface) {
-        return false;
+    AtspiText* iface = atspi_accessible_get_text_iface(m_node->accessible);
+    bool done = iface && atspi_text_set_caret_offset(iface, start, nullptr);
+    if (iface && start != end) {
+        done = atspi_text_set_selection(iface, 0, start, end, nullptr) ||
+               atspi_text_add_selection(iface, start, end, nullptr);
     }
-    bool done = atspi_text_set_caret_offset(textIface, start, nullptr);
-    if (start != end) {
-        done = atspi_text_set_selection(textIface, 0, start, end, nullptr) ||
-               atspi_text_add_selection(textIface, start, end, nullptr);
-    }
-    g_object_unref(textIface);
+    g_clear_object(&iface);
     return done;
 }
 
 QString EditorDriver::text() const
 {
-    AtspiText* textIface = atspi_accessible_get_text_iface(m_node->accessible);
-    if (!textIface) {
-        return {};
-    }
-    const gint count = atspi_text_get_character_count(textIface, nullptr);
-    gchar* utf8 = atspi_text_get_text(textIface, 0, count, nullptr);
+    AtspiText* iface = atspi_accessible_get_text_iface(m_node->accessible);
+    gchar* utf8 = iface
+                      ? atspi_text_get_text(iface, 0, atspi_text_get_character_count(iface, nullptr), nullptr)
+                      : nullptr;
     const QString text = QString::fromUtf8(utf8);
     g_free(utf8);
-    g_object_unref(textIface);
+    g_clear_object(&iface);
     return text;
 }

@@ -22,17 +22,10 @@ until_ready() { # timeout-seconds description command...
   done
 }
 
-display=
-for n in $(seq 91 160); do
-  if [[ ! -e /tmp/.X11-unix/X$n && ! -e /tmp/.X$n-lock ]]; then
-    display=:$n
-    break
-  fi
-done
-[[ -n $display ]] || { echo "desktop session: no free display number" >&2; exit 1; }
-Xvfb "$display" -screen 0 1280x800x24 -nolisten tcp -noreset &
-export DISPLAY=$display
-until_ready 20 "Xvfb on $display" xdpyinfo
+# Xvfb picks a free display number itself and writes it once it accepts connections.
+Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp -noreset 3>"$dir/display" &
+until_ready 20 "Xvfb" test -s "$dir/display"
+export DISPLAY=:$(<"$dir/display")
 
 dbus-daemon --session --nofork --address="unix:path=$XDG_RUNTIME_DIR/bus" &
 export DBUS_SESSION_BUS_ADDRESS=unix:path=$XDG_RUNTIME_DIR/bus

@@ -1,0 +1,253 @@
+#include "DesktopSession.h"
+#include "EditorDriver.h"
+#include "desktop/FocusContext.h"
+#include "desktop/HotKey.h"
+#include "desktop/Keystroke.h"
+#include "desktop/PendingInsertion.h"
+#include "desktop/x11/X11Connection.h"
+#include "desktop/x11/X11HotKeys.h"
+#include "desktop/x11/X11Keys.h"
+
+#include <QBuffer>
+#include <QFile>
+#include <QGuiApplication>
+#include <QImage>
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace DesktopSession;
+
+namespace {
+
+const KeyChord reply{Qt::Key_Space, Qt::AltModifier | Qt::ShiftModifier};
+
+// Another X client, with a connection and grabs of its own.
+struct OtherClient
+{
+    X11Connection connection;
+    X11Keys keys{connection.get()};
+    X11HotKeys grabs{connection, keys};
+    int keyPresses = 0;
+
+    OtherClient()
+    {
+        connection.setEventHandler([this](const xcb_generic_event_t& event) {
+            keyPresses += (event.response_type & 0x7f) == XCB_KEY_PRESS;
+        });
+    }
+};
+
+QByteArray pngBytes()
+{
+    QImage image(24, 16, QImage::Format_ARGB32);
+    image.fill(QColor(200, 40, 90, 180));
+    QBuffer buffer;
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG");
+    return buffer.data();
+}
+
+bool insertionsSettled()
+{
+    return QCoreApplication::instance()->findChildren<PendingInsertion*>().isEmpty();
+}
+
+} // namespace
+
+// The adapters against the real desktop session, in order: each test leaves the state the next expects.
+class TestX11 : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void hotKeyTapAndHold_data();
+    void hotKeyTapAndHold();
+    void hotKeyHeldByAnotherClient();
+    void terminalSelectionFromPrimary();
+    void editorSelection_data();
+    void editorSelection();
+    void insertionReplacesEditorSelectionAndRestoresClipboard_data();
+    void insertionReplacesEditorSelectionAndRestoresClipboard();
+    void insertionIntoTerminal();
+
+private:
+    quint64 m_editorWindow = 0;
+    quint64 m_terminalWindow = 0;
+    qint64 m_editorProcess = 0;
+    std::unique_ptr<EditorDriver> m_editor;
+};
+
+void TestX11::initTestCase()
+{
+    m_editorWindow = windowOfClass("mousepad");
+    m_terminalWindow = windowOfClass("xterm");
+    m_editorProcess = processOfWindow(m_editorWindow);
+    // The editor shows up on the accessibility bus a little after its window.
+    QTRY_VERIFY_WITH_TIMEOUT((m_editor = std::make_unique<EditorDriver>(m_editorProcess))->isReady(), 10000);
+}
+
+void TestX11::hotKeyTapAndHold_data()
+{
+    QTest::addColumn<int>("holdMs");
+    QTest::newRow("tap") << 0;
+    // Longer than the server's auto-repeat delay (660 ms), so repeated presses reach the grab.
+    QTest::newRow("hold") << 1500;
+}
+
+void TestX11::hotKeyTapAndHold()
+{
+    QFETCH(int, holdMs);
+    HotKey hotKey({Qt::Key_Space, Qt::AltModifier});
+    QVERIFY(hotKey.isRegistered());
+    QStringList events;
+    connect(&hotKey, &HotKey::pressed, this, [&] { events << "press"; });
+    connect(&hotKey, &HotKey::released, this, [&] { events << "release"; });
+
+    if (holdMs == 0) {
+        QVERIFY(xdotool({"key", "alt+space"}));
+    } else {
+        QVERIFY(xdotool({"keydown", "alt+space"}));
+        QTRY_COMPARE(events, QStringList{"press"});
+        // Holding the key is the input under test, not a wait for a result.
+        QTest::qWait(holdMs);
+        QVERIFY(xdotool({"keyup", "alt+space"}));
+    }
+
+    QTRY_COMPARE(events, QStringList({"press", "release"}));
+}
+
+void TestX11::hotKeyHeldByAnotherClient()
+{
+    auto other = std::make_unique<OtherClient>();
+    QVERIFY(other->grabs.registerHotKey({0, 1}, reply));
+
+    HotKey hotKey(reply);
+    QSignalSpy presses(&hotKey, &HotKey::pressed);
+    QVERIFY(!hotKey.isRegistered());
+    QVERIFY(xdotool({"key", "alt+shift+space"}));
+    QTRY_COMPARE(other->keyPresses, 1);
+    QCOMPARE(presses.count(), 0);
+
+    // Once the other client is gone the shortcut is free in every lock variant: nothing of ours was left.
+    other.reset();
+    OtherClient later;
+    QVERIFY(later.grabs.registerHotKey({0, 2}, reply));
+}
+
+void TestX11::terminalSelectionFromPrimary()
+{
+    QVERIFY(activate(m_terminalWindow));
+    // A double click on the word the terminal printed first selects it, and xterm takes PRIMARY.
+    QVERIFY(xdotool({"mousemove", "--window", QString::number(m_terminalWindow), "14", "9", "click",
+                     "--repeat", "2", "--delay", "60", "1"}));
+
+    FocusContext context;
+    QTRY_COMPARE((context = FocusContext::capture()).selection, "SELECTME");
+    QCOMPARE(context.app->windowClass, "XTerm");
+    QVERIFY(!context.before);
+}
+
+void TestX11::editorSelection_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<int>("start");
+    QTest::addColumn<int>("end");
+    QTest::addColumn<std::optional<QString>>("selection");
+    QTest::addColumn<QString>("before");
+    QTest::addColumn<QString>("after");
+
+    // The terminal still owns PRIMARY: with only a caret in the editor, that selection is not the editor's.
+    QTest::newRow("caret") << "hello world" << 5 << 5 << std::optional<QString>() << "hello"
+                           << " world";
+    QTest::newRow("caret at the start") << "hello world" << 0 << 0 << std::optional<QString>() << ""
+                                        << "hello world";
+    // Offsets here count code points: the emoji is one.
+    const QString emoji = QStringLiteral("\U0001F600");
+    const QString before = emoji + QString(2999, 'a');
+    const QString after = QString(999, 'b') + emoji;
+    QTest::newRow("limits with an emoji at each cut")
+        << "xy" + before + "SEL" + after + "tail" << 3002 << 3005 << std::optional<QString>("SEL") << before
+        << after;
+}
+
+void TestX11::editorSelection()
+{
+    QFETCH(QString, text);
+    QFETCH(int, start);
+    QFETCH(int, end);
+    QFETCH(std::optional<QString>, selection);
+    QFETCH(QString, before);
+    QFETCH(QString, after);
+    QVERIFY(activate(m_editorWindow));
+    QVERIFY(m_editor->setText(text));
+    QVERIFY(m_editor->select(start, end));
+
+    FocusContext context;
+    QTRY_VERIFY((context = FocusContext::capture()).before == before);
+    QVERIFY(context.app);
+    QCOMPARE(context.app->name, "Mousepad");
+    QCOMPARE(context.app->processId, m_editorProcess);
+    QCOMPARE(context.app->window, m_editorWindow);
+    QCOMPARE(context.selection, selection);
+    QCOMPARE(context.after, after);
+}
+
+void TestX11::insertionReplacesEditorSelectionAndRestoresClipboard_data()
+{
+    QTest::addColumn<QString>("mimeType");
+    QTest::addColumn<QByteArray>("data");
+    QTest::newRow("plain text") << "text/plain" << QStringLiteral("na\u00efve \U0001F600 text").toUtf8();
+    QTest::newRow("image") << "image/png" << pngBytes();
+}
+
+void TestX11::insertionReplacesEditorSelectionAndRestoresClipboard()
+{
+    QFETCH(QString, mimeType);
+    QFETCH(QByteArray, data);
+    QVERIFY(setClipboard(data, mimeType));
+    QVERIFY(activate(m_editorWindow));
+    QVERIFY(m_editor->setText("keep REPLACE keep"));
+    QVERIFY(m_editor->select(5, 12));
+    const FocusContext context = FocusContext::capture();
+    QCOMPARE(context.selection, "REPLACE");
+    // Another window in front: the insertion has to bring the editor back.
+    QVERIFY(activate(m_terminalWindow));
+
+    Keystroke::insert(QStringLiteral("answer \u00e9"), context.app);
+
+    QTRY_COMPARE_WITH_TIMEOUT(m_editor->text(), QStringLiteral("keep answer \u00e9 keep"), 5000);
+    QTRY_VERIFY_WITH_TIMEOUT(insertionsSettled(), 5000);
+    QCOMPARE(clipboard(mimeType), data);
+}
+
+void TestX11::insertionIntoTerminal()
+{
+    QVERIFY(activate(m_terminalWindow));
+    const FocusContext context = FocusContext::capture();
+    QCOMPARE(context.app->windowClass, "XTerm");
+    QVERIFY(activate(m_editorWindow));
+
+    Keystroke::insert("inserted-into-xterm", context.app);
+    QTRY_VERIFY_WITH_TIMEOUT(insertionsSettled(), 5000);
+    // The terminal runs cat into a file: Return ends the line so that it gets written.
+    QVERIFY(xdotool({"key", "Return"}));
+
+    const auto written = [] {
+        QFile output(filesDir() + "/xterm.out");
+        return output.open(QIODevice::ReadOnly) && output.readAll().contains("inserted-into-xterm");
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(written(), 5000);
+}
+
+int main(int argc, char** argv)
+{
+    if (!DesktopSession::enter()) {
+        return 1;
+    }
+    QGuiApplication app(argc, argv);
+    TestX11 test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_x11.moc"
