@@ -1,9 +1,18 @@
 #include "RunningService.h"
 
-#include <QJsonDocument>
 #include <QNetworkReply>
 #include <QSignalSpy>
-#include <QTest>
+
+namespace {
+
+ServiceOptions onFreePort(ServiceOptions options)
+{
+    options.host = QStringLiteral("127.0.0.1");
+    options.port = 0;
+    return options;
+}
+
+} // namespace
 
 RunningService::RunningService(ServiceOptions options, const Clock& clock)
     : m_service(onFreePort(std::move(options)), clock)
@@ -17,18 +26,6 @@ RunningService::~RunningService()
 {
     m_service.stop();
     m_thread.join();
-}
-
-ServiceOptions RunningService::onFreePort(ServiceOptions options)
-{
-    options.host = QStringLiteral("127.0.0.1");
-    options.port = 0;
-    return options;
-}
-
-QJsonObject Exchange::json() const
-{
-    return QJsonDocument::fromJson(body).object();
 }
 
 QNetworkRequest ServiceClient::request(const QString& url, const QString& token)
@@ -49,14 +46,19 @@ Exchange ServiceClient::get(const QString& url, const QString& token)
     return finish(m_network.get(request(url, token)));
 }
 
-Exchange ServiceClient::post(const QString& url, const QByteArray& body, const QString& token)
-{
-    return finish(m_network.post(request(url, token), body));
-}
-
 Exchange ServiceClient::post(const QString& url, const QJsonObject& body, const QString& token)
 {
-    return post(url, QJsonDocument(body).toJson(QJsonDocument::Compact), token);
+    return post(request(url, token), QJsonDocument(body).toJson(QJsonDocument::Compact));
+}
+
+Exchange ServiceClient::post(const QNetworkRequest& request, const QByteArray& body)
+{
+    return finish(m_network.post(request, body));
+}
+
+Exchange ServiceClient::remove(const QString& url, const QString& token)
+{
+    return finish(m_network.deleteResource(request(url, token)));
 }
 
 Exchange ServiceClient::postNothing(const QString& url, const QString& token)
@@ -66,23 +68,18 @@ Exchange ServiceClient::postNothing(const QString& url, const QString& token)
     return finish(m_network.sendCustomRequest(bare, "POST"));
 }
 
-Exchange ServiceClient::remove(const QString& url, const QString& token)
-{
-    return finish(m_network.deleteResource(request(url, token)));
-}
-
 Exchange ServiceClient::finish(QNetworkReply* reply)
 {
     Exchange exchange;
     QSignalSpy finished(reply, &QNetworkReply::finished);
-    if (!reply->isFinished() && !finished.wait(10000)) {
+    if (reply->isFinished() || finished.wait(10000)) {
+        exchange.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+        exchange.body = reply->readAll();
+        exchange.contentType = reply->rawHeader("Content-Type");
+        exchange.location = reply->rawHeader("Location");
+    } else {
         reply->abort();
-        reply->deleteLater();
-        return exchange;
     }
-    exchange.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    exchange.body = reply->readAll();
-    exchange.location = reply->rawHeader("Location");
     reply->deleteLater();
     return exchange;
 }

@@ -2,10 +2,9 @@
 
 #include "TavrinService.h"
 
-#include <QByteArray>
+#include <QJsonDocument>
 #include <QJsonObject>
 #include <QNetworkAccessManager>
-#include <QString>
 #include <atomic>
 #include <thread>
 
@@ -17,15 +16,11 @@ class RunningService
 public:
     explicit RunningService(ServiceOptions options, const Clock& clock = systemClock());
     ~RunningService();
-    RunningService(const RunningService&) = delete;
-    RunningService& operator=(const RunningService&) = delete;
 
     TavrinService& service() { return m_service; }
     QString url(const QString& path) const { return m_service.url() + QLatin1Char('/') + path; }
 
 private:
-    static ServiceOptions onFreePort(ServiceOptions options);
-
     TavrinService m_service;
     std::thread m_thread;
 };
@@ -34,8 +29,6 @@ private:
 class FakeClock
 {
 public:
-    FakeClock() : m_msecs(QDateTime(QDate(2026, 3, 14), QTime(9, 0)).toMSecsSinceEpoch()) {}
-
     Clock clock()
     {
         return [this] { return QDateTime::fromMSecsSinceEpoch(m_msecs); };
@@ -43,7 +36,7 @@ public:
     void advance(std::chrono::seconds by) { m_msecs += std::chrono::milliseconds(by).count(); }
 
 private:
-    std::atomic<qint64> m_msecs;
+    std::atomic<qint64> m_msecs = QDateTime(QDate(2026, 3, 14), QTime(9, 0)).toMSecsSinceEpoch();
 };
 
 // One finished exchange with the service.
@@ -51,23 +44,22 @@ struct Exchange
 {
     int status = 0;
     QByteArray body;
+    QByteArray contentType;
     QByteArray location; // where a redirect points
-    QJsonObject json() const;
+    QJsonObject json() const { return QJsonDocument::fromJson(body).object(); }
 };
 
 // Plain requests to the service, each waited for (with a deadline) on the test's event loop.
 class ServiceClient
 {
 public:
+    static QNetworkRequest request(const QString& url, const QString& token);
     Exchange get(const QString& url, const QString& token = {});
-    Exchange post(const QString& url, const QByteArray& body, const QString& token = {});
     Exchange post(const QString& url, const QJsonObject& body, const QString& token = {});
+    Exchange post(const QNetworkRequest& request, const QByteArray& body);
     Exchange remove(const QString& url, const QString& token = {});
     // A POST with no body and no Content-Length, the way the agent asks for a pairing code.
     Exchange postNothing(const QString& url, const QString& token);
-
-    QNetworkAccessManager& network() { return m_network; }
-    static QNetworkRequest request(const QString& url, const QString& token);
 
 private:
     Exchange finish(QNetworkReply* reply);

@@ -1,3 +1,4 @@
+#include "PasswordHash.h"
 #include "RunningService.h"
 
 #include <QFile>
@@ -12,84 +13,115 @@ namespace {
 const QString ana = QStringLiteral("ana@example.com");
 const QString anaPassword = QStringLiteral("correct horse");
 const QString bo = QStringLiteral("bo@example.com");
+const QString boPassword = QStringLiteral("bo's password");
 const QString invite = QStringLiteral("MRV-ABCD-EFGH");
 
-QJsonObject device(QJsonObject body)
+QString emailOf(const Exchange& exchange)
 {
-    body.insert("client", "app");
-    body.insert("platform", "mac");
-    body.insert("name", "test box");
-    return body;
-}
-
-QUrlQuery callbackQuery(const Exchange& exchange)
-{
-    return QUrlQuery(QUrl(QString::fromUtf8(exchange.location)).query());
+    return exchange.json().value("user")["email"].toString();
 }
 
 } // namespace
 
+// The accounts: sign-in, mailed codes, pairing, devices, Google sign-in, limits and the state file.
 class TestAccountRoutes : public QObject
 {
     Q_OBJECT
 
 private:
     QTemporaryDir m_dir;
-    QString m_mailbox;
     FakeClock m_time;
     std::unique_ptr<RunningService> m_running;
     ServiceClient m_client;
 
-    QString url(const QString& path) const { return m_running->url(path); }
+    QString mailbox() const
+    {
+        return m_dir.filePath(QStringLiteral("mailbox-%1").arg(QTest::currentTestFunction()));
+    }
+
+    ServiceOptions options() const
+    {
+        ServiceOptions base;
+        base.token = QStringLiteral("shared");
+        base.wordDelay = std::chrono::milliseconds(0);
+        base.seed.accounts = {{ana, anaPassword, "pro", "admin"}, {bo, boPassword, {}, {}}};
+        base.seed.invites = {invite};
+        base.mailboxPath = mailbox();
+        return base;
+    }
+
+    void start(const ServiceOptions& options)
+    {
+        m_running.reset();
+        m_running = std::make_unique<RunningService>(options, m_time.clock());
+    }
+
+    // The first request of a test starts the usual service unless the test started its own.
+    QString url(const QString& path)
+    {
+        if (!m_running)
+            start(options());
+        return m_running->url(path);
+    }
+    Exchange get(const QString& path, const QString& token = {}) { return m_client.get(url(path), token); }
+
+    // Every body carries the device that asks, as the agent sends it.
+    Exchange post(const QString& path, QJsonObject body, const QString& token = {})
+    {
+        body.insert("client", "app");
+        body.insert("platform", "mac");
+        body.insert("name", "test box");
+        return m_client.post(url(path), body, token);
+    }
 
     QString signIn(const QString& email = ana, const QString& password = anaPassword)
     {
-        const Exchange exchange =
-            m_client.post(url("auth/login"), device({{"email", email}, {"password", password}}));
-        return exchange.json().value("token").toString();
+        return post("auth/login", {{"email", email}, {"password", password}}).json()["token"].toString();
+    }
+
+    Exchange verify(const QString& email, const QString& code)
+    {
+        return post("auth/code/verify", {{"email", email}, {"code", code}});
     }
 
     QString lastMailedCode()
     {
-        QFile file(m_mailbox);
+        QFile file(mailbox());
         if (!file.open(QIODevice::ReadOnly))
             return {};
-        const QList<QByteArray> lines = file.readAll().trimmed().split('\n');
-        const auto match = QRegularExpression("code=(\\d{6})").match(QString::fromUtf8(lines.constLast()));
-        return match.captured(1);
+        const QString last = QString::fromUtf8(file.readAll().trimmed().split('\n').constLast());
+        return QRegularExpression("code=(\\d{6})").match(last).captured(1);
     }
 
-    void start(bool openSignup)
+    int revoke(int device, const QString& token)
     {
-        m_running.reset();
-        ServiceOptions options;
-        options.seed.accounts = {{ana, anaPassword, "pro", "admin"}, {bo, "bo's password", {}, {}}};
-        options.seed.invites = {invite};
-        options.mailboxPath = m_mailbox;
-        options.openSignup = openSignup;
-        m_running = std::make_unique<RunningService>(options, m_time.clock());
+        return m_client.remove(url(QStringLiteral("v1/devices/%1").arg(device)), token).status;
+    }
+
+    // The query of the agent's callback after Google's consent page.
+    QUrlQuery consent(const QString& query)
+    {
+        return QUrlQuery(QUrl(QString::fromUtf8(get("auth/google/consent?" + query).location)).query());
+    }
+
+    Exchange complete(const QString& ticket, const QString& code)
+    {
+        return post("auth/social/complete", {{"ticket", ticket}, {"invite", code}});
     }
 
 private slots:
-    void init()
-    {
-        m_mailbox = m_dir.filePath(QStringLiteral("mailbox-%1").arg(QTest::currentTestFunction()));
-        start(false);
-    }
     void cleanup() { m_running.reset(); }
 
     void passwordSignInGivesASession()
     {
-        const Exchange config = m_client.get(url("auth/config"));
         QCOMPARE(
-            config.json(),
+            get("auth/config").json(),
             (QJsonObject{{"google", true}, {"apple_web", false}, {"email", true}, {"invite_only", true}}));
-        const Exchange login = m_client.post(
-            url("auth/login"), device({{"email", " Ana@Example.com"}, {"password", anaPassword}}));
+        const Exchange login = post("auth/login", {{"email", " Ana@Example.com"}, {"password", anaPassword}});
         QCOMPARE(login.status, 200);
         const QJsonObject user{{"email", ana}, {"plan", "pro"}, {"role", "admin"}};
-        QCOMPARE(login.json().value("user").toObject(), user);
-        const Exchange me = m_client.get(url("v1/me"), login.json().value("token").toString());
+        QCOMPARE(login.json()["user"].toObject(), user);
+        const Exchange me = get("v1/me", login.json()["token"].toString());
         QCOMPARE(me.status, 200);
         QCOMPARE(me.json(), (QJsonObject{{"user", user}}));
     }
@@ -98,8 +130,7 @@ private slots:
     {
         QTest::addColumn<QJsonObject>("body");
         QTest::newRow("wrong password") << QJsonObject{{"email", ana}, {"password", "Correct horse"}};
-        QTest::newRow("another account's password")
-            << QJsonObject{{"email", ana}, {"password", "bo's password"}};
+        QTest::newRow("another account's password") << QJsonObject{{"email", ana}, {"password", boPassword}};
         QTest::newRow("unknown address")
             << QJsonObject{{"email", "nobody@example.com"}, {"password", anaPassword}};
         QTest::newRow("no password") << QJsonObject{{"email", ana}};
@@ -107,56 +138,48 @@ private slots:
     void wrongCredentialsAreRefused()
     {
         QFETCH(QJsonObject, body);
-        const Exchange login = m_client.post(url("auth/login"), device(body));
+        const Exchange login = post("auth/login", body);
         QCOMPARE(login.status, 401);
-        QVERIFY(!login.json().value("error").toString().isEmpty());
+        QVERIFY(!login.json()["error"].toString().isEmpty());
         QVERIFY(!login.json().contains("token"));
     }
 
-    void mailedCodeSignsIn()
+    void mailedCodeSignsInOnceAndGuessingVoidsIt()
     {
-        const Exchange sent = m_client.post(url("auth/code"), device({{"email", ana}}));
+        const Exchange sent = post("auth/code", {{"email", ana}});
         QCOMPARE(sent.status, 200);
-        QCOMPARE(sent.json().value("purpose").toString(), QStringLiteral("login"));
+        QCOMPARE(sent.json()["purpose"].toString(), QStringLiteral("login"));
         const QString code = lastMailedCode();
         QCOMPARE(code.size(), 6);
-        const QString wrong = code == "000000" ? "111111" : "000000";
-        QCOMPARE(m_client.post(url("auth/code/verify"), device({{"email", ana}, {"code", wrong}})).status,
-                 400);
-        QCOMPARE(m_client.post(url("auth/code/verify"), device({{"email", bo}, {"code", code}})).status, 400);
-        const Exchange verified =
-            m_client.post(url("auth/code/verify"), device({{"email", ana}, {"code", code}}));
+        QCOMPARE(verify(ana, code == "000000" ? "111111" : "000000").status, 400);
+        QCOMPARE(verify(bo, code).status, 400);
+        const Exchange verified = verify(ana, code);
         QCOMPARE(verified.status, 200);
-        QCOMPARE(verified.json().value("user").toObject().value("email").toString(), ana);
-        QCOMPARE(m_client.post(url("auth/code/verify"), device({{"email", ana}, {"code", code}})).status,
-                 400);
-    }
+        QCOMPARE(emailOf(verified), ana);
+        QCOMPARE(verify(ana, code).status, 400);
 
-    void guessingTheCodeVoidsIt()
-    {
-        QCOMPARE(m_client.post(url("auth/code"), device({{"email", ana}})).status, 200);
-        const QString code = lastMailedCode();
-        for (int guess = 0; guess < 5; ++guess) {
-            const QString wrong =
-                QString::number((code.toInt() + 1 + guess) % 1000000).rightJustified(6, '0');
-            QCOMPARE(m_client.post(url("auth/code/verify"), device({{"email", ana}, {"code", wrong}})).status,
-                     400);
-        }
-        QCOMPARE(m_client.post(url("auth/code/verify"), device({{"email", ana}, {"code", code}})).status,
-                 400);
+        QCOMPARE(post("auth/code", {{"email", ana}}).status, 200);
+        const QString next = lastMailedCode();
+        for (int guess = 1; guess <= 5; ++guess)
+            QCOMPARE(
+                verify(ana, QString::number((next.toInt() + guess) % 1000000).rightJustified(6, '0')).status,
+                400);
+        QCOMPARE(verify(ana, next).status, 400);
     }
 
     void newAddressesNeedAnInviteUnlessSignupIsOpen()
     {
-        QCOMPARE(m_client.post(url("auth/code"), device({{"email", "new@example.com"}})).status, 403);
-        start(true);
-        QCOMPARE(m_client.get(url("auth/config")).json().value("invite_only").toBool(), false);
-        const Exchange sent = m_client.post(url("auth/code"), device({{"email", "new@example.com"}}));
-        QCOMPARE(sent.json().value("purpose").toString(), QStringLiteral("verify"));
-        const Exchange created = m_client.post(
-            url("auth/verify"), device({{"email", "new@example.com"}, {"code", lastMailedCode()}}));
+        QCOMPARE(post("auth/code", {{"email", "new@example.com"}}).status, 403);
+        ServiceOptions open = options();
+        open.openSignup = true;
+        start(open);
+        QCOMPARE(get("auth/config").json().value("invite_only"), QJsonValue(false));
+        QCOMPARE(post("auth/code", {{"email", "new@example.com"}}).json()["purpose"].toString(),
+                 QStringLiteral("verify"));
+        const Exchange created =
+            post("auth/verify", {{"email", "new@example.com"}, {"code", lastMailedCode()}});
         QCOMPARE(created.status, 200);
-        QCOMPARE(m_client.get(url("v1/me"), created.json().value("token").toString()).status, 200);
+        QCOMPARE(get("v1/me", created.json()["token"].toString()).status, 200);
     }
 
     void pairingCodesExpire()
@@ -164,98 +187,167 @@ private slots:
         const QString token = signIn();
         const Exchange pairing = m_client.postNothing(url("v1/pairing"), token);
         QCOMPARE(pairing.status, 200);
-        const int lifetime = pairing.json().value("expires_in").toInt();
-        QCOMPARE(lifetime, 300);
-        QCOMPARE(pairing.json().value("code").toString().size(), 8);
-        QVERIFY(
-            pairing.json().value("deep_link").toString().contains(pairing.json().value("code").toString()));
+        const QString expired = pairing.json()["code"].toString();
+        QCOMPARE(expired.size(), 8);
+        QVERIFY(pairing.json()["deep_link"].toString().contains(expired));
+        QCOMPARE(pairing.json()["expires_in"].toInt(), 300);
+        m_time.advance(std::chrono::seconds(300));
+        QCOMPARE(post("auth/pair", {{"code", expired}}).status, 400);
 
-        m_time.advance(std::chrono::seconds(lifetime));
-        const QString expired = pairing.json().value("code").toString();
-        QCOMPARE(m_client.post(url("auth/pair"), device({{"code", expired}})).status, 400);
-
-        const QString fresh =
-            m_client.post(url("v1/pairing"), QByteArray(), token).json().value("code").toString();
-        m_time.advance(std::chrono::seconds(lifetime - 1));
-        const Exchange paired =
-            m_client.post(url("auth/pair"), device({{"code", " " + fresh.toLower() + "\n"}}));
+        const QString fresh = m_client.postNothing(url("v1/pairing"), token).json()["code"].toString();
+        m_time.advance(std::chrono::seconds(299));
+        const Exchange paired = post("auth/pair", {{"code", " " + fresh.toLower() + "\n"}});
         QCOMPARE(paired.status, 200);
-        QCOMPARE(paired.json().value("user").toObject().value("email").toString(), ana);
-        QCOMPARE(m_client.post(url("auth/pair"), device({{"code", fresh}})).status, 400);
+        QCOMPARE(emailOf(paired), ana);
+        QCOMPARE(post("auth/pair", {{"code", fresh}}).status, 400);
     }
 
     void revokedDevicesAreSignedOut()
     {
         const QString first = signIn();
         const QString second = signIn();
-        const QString other = signIn(bo, "bo's password");
-        const Exchange listed = m_client.get(url("v1/devices"), second);
-        const int secondId = listed.json().value("current").toInt();
-        QCOMPARE(listed.json().value("devices").toArray().size(), 2);
-        const int otherId = m_client.get(url("v1/devices"), other).json().value("current").toInt();
+        const QString other = signIn(bo, boPassword);
+        const Exchange listed = get("v1/devices", second);
+        QCOMPARE(listed.json()["devices"].toArray().size(), 2);
+        QCOMPARE(revoke(get("v1/devices", other).json()["current"].toInt(), first), 404);
+        QCOMPARE(revoke(999, first), 404);
+        QCOMPARE(revoke(listed.json()["current"].toInt(), first), 200);
 
-        QCOMPARE(m_client.remove(url(QStringLiteral("v1/devices/%1").arg(otherId)), first).status, 404);
-        QCOMPARE(m_client.remove(url("v1/devices/999"), first).status, 404);
-        QCOMPARE(m_client.remove(url(QStringLiteral("v1/devices/%1").arg(secondId)), first).status, 200);
-
-        const Exchange refused = m_client.get(url("v1/me"), second);
+        const Exchange refused = get("v1/me", second);
         QCOMPARE(refused.status, 401);
         QCOMPARE(refused.json(), (QJsonObject{{"error", "unauthorized"}}));
-        QCOMPARE(m_client.post(url("v1/ask"), QJsonObject{{"text", "hi"}}, second).status, 401);
-        QCOMPARE(m_client.get(url("v1/me"), first).status, 200);
-        QCOMPARE(m_client.get(url("v1/me"), other).status, 200);
+        QCOMPARE(post("v1/ask", {{"text", "hi"}}, second).status, 401);
+        QCOMPARE(get("v1/me", first).status, 200);
+        QCOMPARE(get("v1/me", other).status, 200);
     }
 
     void googleSignInOfAKnownAddressPairs()
     {
-        QVERIFY(m_client.get(url("auth/google/start?client=app")).body.contains("<form"));
-        const Exchange consent = m_client.get(url("auth/google/consent?email=BO@example.com"));
-        QCOMPARE(consent.status, 302);
-        QVERIFY(consent.location.startsWith("morvik:"));
-        const QUrlQuery query = callbackQuery(consent);
+        QVERIFY(get("auth/google/start?client=app").body.contains("<form"));
+        const Exchange callback = get("auth/google/consent?email=BO@example.com");
+        QCOMPARE(callback.status, 302);
+        QVERIFY(callback.location.startsWith("morvik:"));
+        const QUrlQuery query(QUrl(QString::fromUtf8(callback.location)).query());
         QCOMPARE(query.queryItemValue("status"), QStringLiteral("ok"));
-        const Exchange paired =
-            m_client.post(url("auth/pair"), device({{"code", query.queryItemValue("code")}}));
-        QCOMPARE(paired.json().value("user").toObject().value("email").toString(), bo);
+        QCOMPARE(emailOf(post("auth/pair", {{"code", query.queryItemValue("code")}})), bo);
     }
 
     void googleSignInOfANewAddressTakesAnInvite()
     {
-        const QUrlQuery first = callbackQuery(m_client.get(url("auth/google/consent?email=cy@example.com")));
+        const QUrlQuery first = consent("email=cy@example.com");
         QCOMPARE(first.queryItemValue("need"), QStringLiteral("invite"));
         const QString ticket = first.queryItemValue("ticket");
         QVERIFY(!ticket.isEmpty());
-
-        const auto complete = [&](const QString& withTicket, const QString& code) {
-            return m_client.post(url("auth/social/complete"),
-                                 device({{"ticket", withTicket}, {"invite", code}}));
-        };
         QCOMPARE(complete(ticket, "MRV-WRONG").status, 403);
         QCOMPARE(complete("made-up-ticket", invite).status, 400);
         const Exchange created = complete(ticket, invite);
         QCOMPARE(created.status, 200);
-        QCOMPARE(created.json().value("user").toObject().value("email").toString(),
-                 QStringLiteral("cy@example.com"));
+        QCOMPARE(emailOf(created), QStringLiteral("cy@example.com"));
         QCOMPARE(complete(ticket, invite).status, 400);
-
-        const QUrlQuery second =
-            callbackQuery(m_client.get(url("auth/google/consent?email=dee@example.com")));
-        QCOMPARE(complete(second.queryItemValue("ticket"), invite).status, 403);
-        QCOMPARE(callbackQuery(m_client.get(url("auth/google/consent?cancel=1"))).hasQueryItem("error"),
-                 true);
+        QCOMPARE(complete(consent("email=dee@example.com").queryItemValue("ticket"), invite).status, 403);
+        QVERIFY(consent("cancel=1").hasQueryItem("error"));
     }
 
     void sharedTokenModeServesNoAccounts()
     {
-        ServiceOptions options;
-        options.token = QStringLiteral("shared");
-        RunningService tokenOnly(options);
+        ServiceOptions tokenOnly;
+        tokenOnly.token = QStringLiteral("shared");
+        start(tokenOnly);
         // The agent's pairing window takes a 404 whose message names it as the sign of a server without
         // accounts, and shows the shared-token link instead.
-        const Exchange pairing = m_client.post(tokenOnly.url("v1/pairing"), QByteArray(), "shared");
+        const Exchange pairing = m_client.post(ServiceClient::request(url("v1/pairing"), "shared"), {});
         QCOMPARE(pairing.status, 404);
-        QVERIFY(pairing.json().value("error").toString().contains("404"));
-        QCOMPARE(m_client.post(tokenOnly.url("auth/login"), device({{"email", ana}})).status, 404);
+        QVERIFY(pairing.json()["error"].toString().contains("404"));
+        QCOMPARE(post("auth/login", {{"email", ana}}).status, 404);
+    }
+
+    void dailyLimitAnswers402UntilTheNextDay()
+    {
+        ServiceOptions limited = options();
+        limited.dailyLimit = 2;
+        start(limited);
+        const QString token = signIn();
+        const auto ask = [&](const QString& with) { return post("v1/ask", {{"text", "hi"}}, with); };
+        QCOMPARE(ask(token).status, 200);
+        QCOMPARE(ask(token).status, 200);
+        const Exchange refused = ask(token);
+        QCOMPARE(refused.status, 402);
+        QVERIFY(!refused.json()["error"].toString().isEmpty());
+        QCOMPARE(ask("shared").status, 200);
+        m_time.advance(std::chrono::hours(24));
+        QCOMPARE(ask(token).status, 200);
+    }
+
+    void passwordHashes_data()
+    {
+        QTest::addColumn<QString>("stored");
+        QTest::addColumn<QString>("tried");
+        QTest::addColumn<bool>("matches");
+        const QString hash = PasswordHash::make(anaPassword);
+        QStringList parts = hash.split('$');
+        parts[1] = QString::number(parts[1].toInt() - 1);
+        QTest::newRow("same password") << hash << anaPassword << true;
+        QTest::newRow("other password") << hash << anaPassword + " " << false;
+        QTest::newRow("empty password") << hash << QString() << false;
+        QTest::newRow("other iteration count") << parts.join('$') << anaPassword << false;
+        QTest::newRow("plain text stored") << anaPassword << anaPassword << false;
+        QTest::newRow("nothing stored") << QString() << QString() << false;
+    }
+    void passwordHashes()
+    {
+        QFETCH(QString, stored);
+        QFETCH(QString, tried);
+        QFETCH(bool, matches);
+        QCOMPARE(PasswordHash::matches(tried, stored), matches);
+    }
+
+    void saltMakesEveryHashDifferent()
+    {
+        QVERIFY(PasswordHash::make(anaPassword) != PasswordHash::make(anaPassword));
+    }
+
+    void stateKeepsDigestsAndSurvivesARestart()
+    {
+        ServiceOptions seeded = options();
+        seeded.statePath = m_dir.filePath("state.json");
+        start(seeded);
+        const QString kept = signIn();
+        const QString revoked = signIn();
+        QCOMPARE(revoke(get("v1/devices", revoked).json()["current"].toInt(), kept), 200);
+        QCOMPARE(complete(consent("email=cy@example.com").queryItemValue("ticket"), invite).status, 200);
+        m_running.reset();
+
+        QFile file(seeded.statePath);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray state = file.readAll();
+        QVERIFY(state.contains("pbkdf2-sha256$"));
+        for (const QString& secret : {anaPassword, boPassword, kept, revoked, invite})
+            QVERIFY2(!state.contains(secret.toUtf8()), qPrintable(secret));
+        QCOMPARE(file.permissions(), QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                         QFileDevice::ReadUser | QFileDevice::WriteUser);
+
+        // Started again from the state alone, with the same invite offered again.
+        ServiceOptions restarted;
+        restarted.statePath = seeded.statePath;
+        restarted.seed.invites = {invite};
+        start(restarted);
+        QCOMPARE(get("v1/me", kept).json()["user"].toObject(),
+                 (QJsonObject{{"email", ana}, {"plan", "pro"}, {"role", "admin"}}));
+        QCOMPARE(get("v1/me", revoked).status, 401);
+        QVERIFY(!signIn().isEmpty());
+        QCOMPARE(complete(consent("email=dee@example.com").queryItemValue("ticket"), invite).status, 403);
+    }
+
+    void unreadableStateStopsTheStart()
+    {
+        ServiceOptions broken = options();
+        broken.statePath = m_dir.filePath("broken.json");
+        QFile file(broken.statePath);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("{ not json") > 0);
+        file.close();
+        const std::optional<QString> problem = TavrinService(broken).bind();
+        QVERIFY(problem);
+        QVERIFY2(problem->contains(broken.statePath), qPrintable(*problem));
     }
 };
 

@@ -37,7 +37,6 @@ public:
     ScriptedUpstream(const ScriptedUpstream&) = delete;
     ScriptedUpstream& operator=(const ScriptedUpstream&) = delete;
 
-    int port() const { return m_port; }
     QString baseUrl() const { return QStringLiteral("http://127.0.0.1:%1/v1").arg(m_port); }
     QString serverName() const { return QStringLiteral("127.0.0.1:%1").arg(m_port); }
 
