@@ -228,6 +228,10 @@ void authorized(const AgentConfig& config, const QString& path, Verb verb, QObje
     QNetworkRequest request = Http::request(address.value());
     request.setTransferTimeout(authorizedTimeoutMs);
     request.setRawHeader("Authorization", "Bearer " + config.token.toUtf8());
+    if (verb == Verb::Post) {
+        // No body, and saying so: a server may otherwise wait for one until its read time-out.
+        request.setHeader(QNetworkRequest::ContentLengthHeader, 0);
+    }
     QNetworkAccessManager& network = Http::network();
     QNetworkReply* reply = verb == Verb::Get    ? network.get(request)
                            : verb == Verb::Post ? network.sendCustomRequest(request, "POST")

@@ -178,6 +178,7 @@ private slots:
         QCOMPARE(pairingRequest.method, QByteArray("POST"));
         QCOMPARE(pairingRequest.path, QByteArray("/v1/pairing"));
         QVERIFY(pairingRequest.body.isEmpty());
+        QCOMPARE(pairingRequest.header("Content-Length"), QByteArray("0"));
         QVERIFY(!pairingRequest.hasHeader("Content-Type"));
     }
 
