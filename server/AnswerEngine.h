@@ -15,6 +15,8 @@ class EventSink
 public:
     virtual ~EventSink() = default;
     virtual bool send(const QString& event, const QJsonObject& data) = 0;
+    // Whether the agent is still there, for engines that wait on something silent; any thread may ask.
+    virtual bool agentConnected() { return true; }
 };
 
 // Something that answers asks: the offline engine, or a language model behind an upstream server.

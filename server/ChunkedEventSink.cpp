@@ -7,6 +7,7 @@ ChunkedEventSink::ChunkedEventSink(httplib::DataSink& sink) : m_sink(sink) {}
 
 bool ChunkedEventSink::send(const QString& event, const QJsonObject& data)
 {
+    const std::lock_guard lock(m_mutex);
     if (m_agentGone)
         return false;
     const QByteArray frame =
@@ -17,4 +18,12 @@ bool ChunkedEventSink::send(const QString& event, const QJsonObject& data)
     }
     ++m_sent;
     return true;
+}
+
+bool ChunkedEventSink::agentConnected()
+{
+    const std::lock_guard lock(m_mutex);
+    if (!m_agentGone && !m_sink.is_writable())
+        m_agentGone = true;
+    return !m_agentGone;
 }

@@ -2,6 +2,8 @@
 
 #include "AnswerEngine.h"
 
+#include <mutex>
+
 namespace httplib {
 class DataSink;
 }
@@ -14,11 +16,13 @@ public:
     explicit ChunkedEventSink(httplib::DataSink& sink);
 
     bool send(const QString& event, const QJsonObject& data) override;
+    bool agentConnected() override;
 
     bool agentGone() const { return m_agentGone; }
     int sent() const { return m_sent; }
 
 private:
+    std::mutex m_mutex; // the engine writes while a watcher may ask about the connection
     httplib::DataSink& m_sink;
     bool m_agentGone = false;
     int m_sent = 0;

@@ -1,6 +1,7 @@
 #include "UpstreamEngine.h"
 
 #include "ChatStreamParser.h"
+#include "HangUpWatch.h"
 #include "Log.h"
 #include "Prompt.h"
 #include "UpstreamFailure.h"
@@ -9,6 +10,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <algorithm>
+#include <atomic>
 #include <httplib.h>
 #include <variant>
 
@@ -89,7 +91,14 @@ private:
         m_sinceData.start();
         httplib::Response response;
         httplib::Error error = httplib::Error::Success;
-        client.send(request, response, error);
+        {
+            // Closing the upstream socket ends a read that may otherwise wait for a silent server.
+            const HangUpWatch watch(m_sink, [this, &client] {
+                m_agentGone = true;
+                client.stop();
+            });
+            client.send(request, response, error);
+        }
         return error;
     }
 
@@ -136,7 +145,7 @@ private:
     QElapsedTimer m_sinceData;
     QByteArray m_errorBody;
     int m_status = -1;
-    bool m_agentGone = false;
+    std::atomic<bool> m_agentGone = false;
     bool m_failed = false;
 };
 

@@ -50,6 +50,11 @@ ScriptedUpstream::ScriptedUpstream() : m_server(std::make_unique<httplib::Server
                     ++m_wordsSent;
                     return true;
                 }
+                if (reply.silent) {
+                    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+                    m_hungUp = !sink.is_writable();
+                    return !m_hungUp;
+                }
                 if (reply.breakOff)
                     return false;
                 sink.done();

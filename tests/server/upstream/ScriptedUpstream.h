@@ -24,6 +24,7 @@ public:
         QList<QByteArray> chunks; // sent one chunk each; joined into a plain body when status is not 200
         bool breakOff = false;    // close the connection after the chunks, the body unfinished
         bool endless = false;     // after the chunks, keep sending words until the client hangs up
+        bool silent = false;      // after the chunks, send nothing until the client hangs up
     };
     struct Received
     {

@@ -5,6 +5,8 @@
 
 #include <QJsonArray>
 #include <QTest>
+#include <atomic>
+#include <thread>
 
 namespace {
 
@@ -31,8 +33,10 @@ public:
             events << event + ":" + data["message"].toString();
         return true;
     }
+    bool agentConnected() override { return connected; }
 
     QStringList events;
+    std::atomic<bool> connected = true;
 
 private:
     qsizetype m_refuseFrom;
@@ -150,6 +154,21 @@ private slots:
             QTRY_VERIFY(upstream.clientHungUp());
             QVERIFY2(upstream.wordsSent() < 100, "the upstream went on streaming after the agent had gone");
         }
+    }
+
+    void hangingUpWhileTheModelIsSilentCancelsTheUpstream()
+    {
+        ScriptedUpstream upstream;
+        Reply silentAfterOneWord{200, {ScriptedUpstream::content("Once")}};
+        silentAfterOneWord.silent = true;
+        upstream.enqueue(silentAfterOneWord);
+        RecordingSink sink;
+        std::thread answering([&] { engineFor(upstream.baseUrl()).answer(ask("think hard"), sink); });
+        QTRY_COMPARE(upstream.received().size(), 1);
+        sink.connected = false;
+        QTRY_VERIFY(upstream.clientHungUp());
+        answering.join();
+        QCOMPARE(sink.events.last(), QStringLiteral("delta:Once"));
     }
 
     void sendsTheAskAsAStreamedChat_data()
