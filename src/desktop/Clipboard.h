@@ -18,7 +18,8 @@ public:
     virtual void setText(const QString& text) = 0;
     // Puts text on the clipboard, marked so that clipboard managers leave it out of their history.
     virtual void setTransientText(const QString& text) = 0;
-    // Puts text in the selection that terminals paste from (PRIMARY on X11).
+    // The selection that terminals paste from (PRIMARY on X11), and putting text there.
+    virtual std::optional<QString> selectionText() = 0;
     virtual void setSelectionText(const QString& text) = 0;
     // Grows by one whenever the clipboard's contents change, whoever changed them.
     virtual quint64 changeCount() = 0;

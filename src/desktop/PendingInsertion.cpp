@@ -12,12 +12,14 @@ PendingInsertion::PendingInsertion(Clipboard& clipboard, KeystrokePlatform& keys
 
 void PendingInsertion::start(const QString& text, const std::optional<RunningApp>& into)
 {
+    m_text = text;
     m_saved = m_clipboard.save();
     m_method = PasteMethod::forWindowClass(into ? into->windowClass : QString());
     m_clipboard.setTransientText(text);
     m_ourChange = m_clipboard.changeCount();
     // Only for terminals: taking the selection from an editor would clear the selection we replace.
     if (m_method.fromSelection) {
+        m_savedSelection = m_clipboard.selectionText();
         m_clipboard.setSelectionText(text);
     }
     if (into) {
@@ -45,6 +47,10 @@ void PendingInsertion::restore()
     // Whatever was copied after our paste is the user's newer choice and stays.
     if (!m_saved.isEmpty() && m_clipboard.changeCount() == m_ourChange) {
         m_clipboard.restore(m_saved);
+    }
+    // The terminal's selection is the user's too: give it back unless it has been replaced meanwhile.
+    if (m_savedSelection && m_clipboard.selectionText() == m_text) {
+        m_clipboard.setSelectionText(*m_savedSelection);
     }
     deleteLater();
 }

@@ -28,7 +28,9 @@ private:
 
     Clipboard& m_clipboard;
     KeystrokePlatform& m_keystrokes;
+    QString m_text;
     ClipboardContents m_saved;
+    std::optional<QString> m_savedSelection;
     PasteMethod m_method;
     quint64 m_ourChange = 0;
     QDeadlineTimer m_keyReleaseDeadline;

@@ -79,6 +79,15 @@ void QtClipboard::setTransientText(const QString& text)
     QGuiApplication::clipboard()->setMimeData(data, QClipboard::Clipboard);
 }
 
+std::optional<QString> QtClipboard::selectionText()
+{
+    QClipboard* clipboard = QGuiApplication::clipboard();
+    if (!clipboard->supportsSelection())
+        return std::nullopt;
+    const QString text = clipboard->text(QClipboard::Selection);
+    return text.isEmpty() ? std::nullopt : std::optional<QString>(text);
+}
+
 void QtClipboard::setSelectionText(const QString& text)
 {
     QClipboard* clipboard = QGuiApplication::clipboard();

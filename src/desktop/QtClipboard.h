@@ -17,6 +17,7 @@ public:
     void restore(const ClipboardContents& contents) override;
     void setText(const QString& text) override;
     void setTransientText(const QString& text) override;
+    std::optional<QString> selectionText() override;
     void setSelectionText(const QString& text) override;
     quint64 changeCount() override { return m_changeCount; }
 

@@ -64,12 +64,14 @@ void TestKeystroke::pastesThenRestores()
     FakeDesktopPlatform platform;
     platform.board.contents = before;
     platform.keys.heldPolls = heldPolls;
+    const std::optional<QString> earlierSelection = QStringLiteral("selected earlier");
+    platform.board.selection = earlierSelection;
 
     Keystroke::insert("answer", target);
 
     QCOMPARE(platform.keys.activated, target ? QList{*target} : QList<RunningApp>());
     QCOMPARE(platform.board.text(), "answer");
-    QCOMPARE(platform.board.selection, selection);
+    QCOMPARE(platform.board.selection, selection ? selection : earlierSelection);
     QTRY_COMPARE(platform.keys.sent.size(), 1);
     const auto paste = platform.keys.sent.first();
     QCOMPARE(paste.chord, chord);
@@ -86,6 +88,7 @@ void TestKeystroke::pastesThenRestores()
     // The insertion outlives the call; the fake platform must outlive the insertion.
     QTRY_VERIFY_WITH_TIMEOUT(QCoreApplication::instance()->findChildren<PendingInsertion*>().isEmpty(), 3000);
     QVERIFY(platform.keys.clock.elapsed() >= paste.elapsedMs + 600);
+    QCOMPARE(platform.board.selection, earlierSelection);
     QCOMPARE(platform.board.contents, copiedMeanwhile ? newer : before.isEmpty() ? answer : before);
     QCOMPARE(platform.keys.sent.size(), 1);
 }

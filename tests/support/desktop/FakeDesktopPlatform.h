@@ -66,6 +66,7 @@ public:
         marked.formats.append({QStringLiteral("x-kde-passwordManagerHint"), "secret"});
         copyByUser(marked);
     }
+    std::optional<QString> selectionText() override { return selection; }
     void setSelectionText(const QString& text) override { selection = text; }
     quint64 changeCount() override { return changes; }
 };
