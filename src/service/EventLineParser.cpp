@@ -150,10 +150,15 @@ void EventLineParser::takeData(QByteArrayView json, QList<AskEvent>& out) const
 {
     using FlatJson::Member;
     // The last member of a name wins, as in any JSON object.
-    std::optional<Member> t, route, source, url, message, ms;
-    const bool isObject = FlatJson::readObject(json, [&](QStringView key, Member&& member) {
-        for (auto [name, slot] : {std::pair{u"t", &t}, {u"route", &route}, {u"source", &source},
-                                  {u"url", &url}, {u"message", &message}, {u"ms", &ms}}) {
+    struct Fields
+    {
+        std::optional<Member> t, route, source, url, message, ms;
+    } fields;
+    // One captured pointer keeps the callback inside std::function's own storage: no allocation per line.
+    const bool isObject = FlatJson::readObject(json, [fields = &fields](QStringView key, Member&& member) {
+        for (auto [name, slot] : {std::pair{u"t", &fields->t}, {u"route", &fields->route},
+                                  {u"source", &fields->source}, {u"url", &fields->url},
+                                  {u"message", &fields->message}, {u"ms", &fields->ms}}) {
             if (key == name) {
                 *slot = std::move(member);
                 return;
@@ -162,6 +167,7 @@ void EventLineParser::takeData(QByteArrayView json, QList<AskEvent>& out) const
     });
     if (!isObject)
         return;
+    auto& [t, route, source, url, message, ms] = fields;
     const auto text = [](const std::optional<Member>& member) -> std::optional<QString> {
         if (member && member->kind == Member::Kind::String)
             return member->string;
