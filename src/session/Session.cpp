@@ -19,6 +19,15 @@ Session::Session(std::unique_ptr<Dictation> dictation, QObject* parent)
 {
 }
 
+template <typename T>
+void Session::assign(T& member, const T& value, void (Session::*changed)())
+{
+    if (member == value)
+        return;
+    member = value;
+    emit(this->*changed)();
+}
+
 Session::~Session()
 {
     cancelStream();
@@ -26,18 +35,12 @@ Session::~Session()
 
 void Session::setRequest(const QString& request)
 {
-    if (m_request == request)
-        return;
-    m_request = request;
-    emit requestChanged();
+    assign(m_request, request, &Session::requestChanged);
 }
 
 void Session::setAdjustText(const QString& text)
 {
-    if (m_adjustText == text)
-        return;
-    m_adjustText = text;
-    emit adjustTextChanged();
+    assign(m_adjustText, text, &Session::adjustTextChanged);
 }
 
 std::optional<QString> Session::clipboardText()
@@ -220,32 +223,20 @@ void Session::close()
 
 void Session::setPhase(const Phase& phase)
 {
-    if (m_phase == phase)
-        return;
-    m_phase = phase;
-    emit phaseChanged();
+    assign(m_phase, phase, &Session::phaseChanged);
 }
 
 void Session::setAnswer(const QString& answer)
 {
-    if (m_answer == answer)
-        return;
-    m_answer = answer;
-    emit answerChanged();
+    assign(m_answer, answer, &Session::answerChanged);
 }
 
 void Session::setRouteLabel(const QString& label)
 {
-    if (m_routeLabel == label)
-        return;
-    m_routeLabel = label;
-    emit routeLabelChanged();
+    assign(m_routeLabel, label, &Session::routeLabelChanged);
 }
 
 void Session::setLink(const std::optional<QUrl>& link)
 {
-    if (m_link == link)
-        return;
-    m_link = link;
-    emit linkChanged();
+    assign(m_link, link, &Session::linkChanged);
 }

@@ -96,6 +96,9 @@ private:
     void apply(const AskEvent& event);
     void streamEnded(const std::optional<Error>& error);
     void autoInsertIfWanted();
+    // Stores a property and announces it, only when it really changed.
+    template <typename T>
+    void assign(T& member, const T& value, void (Session::*changed)());
     void setPhase(const Phase& phase);
     void setAnswer(const QString& answer);
     void setRouteLabel(const QString& label);
