@@ -16,11 +16,9 @@ const QString warningSign = QStringLiteral("\u26A0\uFE0F");
 
 Session::Session(std::unique_ptr<Dictation> dictation, QObject* parent)
     : QObject(parent), m_dictation(std::move(dictation))
-{
-}
+{}
 
-template <typename T>
-void Session::assign(T& member, const T& value, void (Session::*changed)())
+template <typename T> void Session::assign(T& member, const T& value, void (Session::*changed)())
 {
     if (member == value)
         return;
@@ -160,7 +158,8 @@ void Session::apply(const AskEvent& event)
         setAnswer(link->message);
         setPhase({Phase::Answer, {}});
     } else if (const auto* done = std::get_if<AskEvents::Done>(&event)) {
-        setRouteLabel(done->route + routeSeparator + QString::asprintf("%.1f", double(done->ms) / 1000.0) + u's');
+        setRouteLabel(done->route + routeSeparator + QString::asprintf("%.1f", double(done->ms) / 1000.0) +
+                      u's');
         setPhase({Phase::Answer, {}});
         autoInsertIfWanted();
     } else if (const auto* failure = std::get_if<AskEvents::Failure>(&event)) {

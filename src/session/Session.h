@@ -69,7 +69,8 @@ public:
 
     void begin(bool listening, bool replyToClipboard);
     void finishListening();
-    void send(const std::optional<QString>& draft = std::nullopt, const std::optional<QString>& adjust = std::nullopt);
+    void send(const std::optional<QString>& draft = std::nullopt,
+              const std::optional<QString>& adjust = std::nullopt);
     void refine(const QString& instruction);
     void insert();
     void copy();
@@ -97,8 +98,7 @@ private:
     void streamEnded(const std::optional<Error>& error);
     void autoInsertIfWanted();
     // Stores a property and announces it, only when it really changed.
-    template <typename T>
-    void assign(T& member, const T& value, void (Session::*changed)());
+    template <typename T> void assign(T& member, const T& value, void (Session::*changed)());
     void setPhase(const Phase& phase);
     void setAnswer(const QString& answer);
     void setRouteLabel(const QString& label);
