@@ -1,6 +1,6 @@
 #include "session/Session.h"
 
-#include "app/Preferences.h"
+#include "config/Preferences.h"
 #include "desktop/Clipboard.h"
 #include "desktop/DesktopPlatform.h"
 #include "desktop/Dictation.h"

@@ -2,7 +2,7 @@
 #include "FakeDesktopPlatform.h"
 #include "FakeSpeechRecognizer.h"
 #include "ScriptedServer.h"
-#include "app/Preferences.h"
+#include "config/Preferences.h"
 #include "desktop/Dictation.h"
 #include "session/Session.h"
 

@@ -1,4 +1,4 @@
-#include "app/Preferences.h"
+#include "config/Preferences.h"
 
 #include <QSettings>
 
