@@ -35,7 +35,9 @@ QString pairingLink(const httplib::Request& request, const QString& code)
 
 } // namespace
 
-AccountRoutes::AccountRoutes(Accounts& accounts) : m_accounts(accounts) {}
+AccountRoutes::AccountRoutes(Accounts& accounts, bool googleOffered)
+    : m_accounts(accounts), m_googleOffered(googleOffered)
+{}
 
 void AccountRoutes::install(httplib::Server& server)
 {
@@ -78,7 +80,7 @@ void AccountRoutes::install(httplib::Server& server)
 void AccountRoutes::config(httplib::Response& response) const
 {
     JsonReply::object(response, 200,
-                      {{QStringLiteral("google"), true},
+                      {{QStringLiteral("google"), m_googleOffered},
                        {QStringLiteral("apple_web"), false},
                        {QStringLiteral("email"), true},
                        {QStringLiteral("invite_only"), !m_accounts.store.openSignup()}});

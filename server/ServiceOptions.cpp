@@ -59,8 +59,12 @@ ServiceOptions::parse(const QStringList& arguments)
     const auto pairingTtl =
         option("pairing-ttl", "Lifetime of pairing codes in seconds (300).", "SECONDS", "300");
     const auto openSignup = option("open-signup", "Let new addresses create accounts without an invite.");
+    const auto googleStandIn =
+        option("dev-google-stand-in",
+               "Development only: serve a stand-in for Google sign-in on which anyone can sign in as any "
+               "existing address, without a password.");
     parser.addOptions({help, host, port, token, wordDelay, account, invite, accounts, state, mailbox,
-                       dailyLimit, pairingTtl, openSignup});
+                       dailyLimit, pairingTtl, openSignup, googleStandIn});
     parser.addOptions(UpstreamOptions::all());
     if (!parser.parse(arguments))
         return parser.errorText();
@@ -111,6 +115,7 @@ ServiceOptions::parse(const QStringList& arguments)
         return QStringLiteral("--pairing-ttl needs a number of seconds from 1 to %1.").arg(maxPairingSeconds);
     options.pairingLifetime = std::chrono::seconds(*lifetime);
     options.openSignup = parser.isSet(openSignup);
+    options.googleStandIn = parser.isSet(googleStandIn);
 
     auto upstream = UpstreamOptions::read(parser);
     if (const QString* problem = std::get_if<QString>(&upstream))

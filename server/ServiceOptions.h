@@ -24,6 +24,8 @@ struct ServiceOptions
     int dailyLimit = 0;  // asks per account and day; 0: no limit
     std::chrono::seconds pairingLifetime{300};
     bool openSignup = false;
+    // The Google stand-in signs anyone in as any existing address: for development only.
+    bool googleStandIn = false;
 
     // Any account option turns the account half on; without one the service knows only the shared token.
     bool hasAccounts() const

@@ -47,6 +47,7 @@ private:
         base.seed.accounts = {{ana, anaPassword, "pro", "admin"}, {bo, boPassword, {}, {}}};
         base.seed.invites = {invite};
         base.mailboxPath = mailbox();
+        base.googleStandIn = true;
         return base;
     }
 
@@ -221,14 +222,32 @@ private slots:
         QCOMPARE(get("v1/me", other).status, 200);
     }
 
+    void googleStandInIsOffUnlessAskedFor()
+    {
+        ServiceOptions production = options();
+        production.googleStandIn = false;
+        start(production);
+        QCOMPARE(get("auth/config").json().value("google"), QJsonValue(false));
+        for (const char* path : {"auth/google/start?client=app", "auth/google/consent?email=bo@example.com"})
+            QCOMPARE(get(path).status, 404);
+        QCOMPARE(complete("any-ticket", invite).status, 404);
+    }
+
     void googleSignInOfAKnownAddressPairs()
     {
-        QVERIFY(get("auth/google/start?client=app").body.contains("<form"));
-        const Exchange callback = get("auth/google/consent?email=BO@example.com");
+        const QString state = QStringLiteral("a1-B2_c3&x=\"<y>");
+        const QString start = QStringLiteral("auth/google/start?client=app&state=") +
+                              QString::fromLatin1(QUrl::toPercentEncoding(state));
+        const QByteArray page = get(start).body;
+        QVERIFY(page.contains("<form"));
+        QVERIFY2(page.contains(state.toHtmlEscaped().toUtf8()) && !page.contains("<y>"), page.constData());
+        const Exchange callback = get("auth/google/consent?email=BO@example.com&state=" +
+                                      QString::fromLatin1(QUrl::toPercentEncoding(state)));
         QCOMPARE(callback.status, 302);
         QVERIFY(callback.location.startsWith("morvik:"));
         const QUrlQuery query(QUrl(QString::fromUtf8(callback.location)).query());
         QCOMPARE(query.queryItemValue("status"), QStringLiteral("ok"));
+        QCOMPARE(query.queryItemValue("state", QUrl::FullyDecoded), state);
         QCOMPARE(emailOf(post("auth/pair", {{"code", query.queryItemValue("code")}})), bo);
     }
 
@@ -330,6 +349,7 @@ private slots:
         ServiceOptions restarted;
         restarted.statePath = seeded.statePath;
         restarted.seed.invites = {invite};
+        restarted.googleStandIn = true;
         start(restarted);
         QCOMPARE(get("v1/me", kept).json()["user"].toObject(),
                  (QJsonObject{{"email", ana}, {"plan", "pro"}, {"role", "admin"}}));
