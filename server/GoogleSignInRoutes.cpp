@@ -133,8 +133,10 @@ void GoogleSignInRoutes::completeWithInvite(const httplib::Request& request, htt
     }
     const auto outcome = m_accounts.store.signUpWithInvite(
         entry->subject, body->value(QStringLiteral("invite")).toString(), SessionReply::deviceFields(*body));
-    // The ticket stays usable after a mistyped invite, and is spent once the account exists.
+    // The ticket stays usable after a mistyped invite, a few times, and is spent once the account exists.
     if (std::holds_alternative<AccountStore::SignedIn>(outcome))
         m_accounts.tickets.take(ticket);
+    else
+        m_accounts.tickets.strike(ticket, Accounts::invitesPerTicket);
     SessionReply::session(response, outcome);
 }
