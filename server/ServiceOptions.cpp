@@ -9,6 +9,7 @@ namespace {
 
 constexpr int maxWordDelayMs = 10000;
 constexpr int maxPairingSeconds = 86400;
+constexpr int maxConnectionCount = 16384;
 
 std::optional<int> integer(const QString& text, int low, int high)
 {
@@ -82,6 +83,11 @@ ServiceOptions::parse(const QStringList& arguments)
         option("dev-google-stand-in",
                "Development only: serve a stand-in for Google sign-in on which anyone can sign in as any "
                "existing address, without a password.");
+    const auto maxConnections = option(
+        "max-connections", "Connections served at once (1024); more wait in the listen queue.", "N", "1024");
+    const auto perClient = option("max-connections-per-client",
+                                  "Connections at once from one client address (128).", "N", "128");
+    parser.addOptions({maxConnections, perClient});
     parser.addOptions({help, host, port, token, tokenFile, wordDelay, account, invite, accounts, state,
                        mailbox, dailyLimit, pairingTtl, openSignup, googleStandIn});
     parser.addOptions(UpstreamOptions::all());
@@ -147,6 +153,15 @@ ServiceOptions::parse(const QStringList& arguments)
     options.pairingLifetime = std::chrono::seconds(*lifetime);
     options.openSignup = parser.isSet(openSignup);
     options.googleStandIn = parser.isSet(googleStandIn);
+    const std::optional<int> connections = integer(parser.value(maxConnections), 1, maxConnectionCount);
+    if (!connections)
+        return QStringLiteral("--max-connections needs a number from 1 to %1.").arg(maxConnectionCount);
+    options.connections.maxConnections = *connections;
+    const std::optional<int> fromOne = integer(parser.value(perClient), 1, maxConnectionCount);
+    if (!fromOne)
+        return QStringLiteral("--max-connections-per-client needs a number from 1 to %1.")
+            .arg(maxConnectionCount);
+    options.connections.maxConnectionsPerClient = *fromOne;
 
     auto upstream = UpstreamOptions::read(parser);
     if (const QString* problem = std::get_if<QString>(&upstream))

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AccountSeed.h"
+#include "ConnectionLimits.h"
 #include "upstream/UpstreamSettings.h"
 
 #include <QString>
@@ -17,6 +18,7 @@ struct ServiceOptions
     std::optional<QString> token;
     std::chrono::milliseconds wordDelay{30};
     std::optional<UpstreamSettings> upstream; // absent: the offline engine answers
+    ConnectionLimits connections;
 
     AccountSeed seed;
     QString statePath;   // empty: accounts live in memory only

@@ -10,7 +10,8 @@
 #include "Log.h"
 
 TavrinService::TavrinService(const ServiceOptions& options, const Clock& clock)
-    : m_options(options), m_engine(EngineChoice::make(options)), m_http(std::make_unique<HttpServer>())
+    : m_options(options), m_engine(EngineChoice::make(options)),
+      m_http(std::make_unique<HttpServer>(options.connections))
 {
     if (options.hasAccounts()) {
         m_accounts = std::make_unique<Accounts>(
