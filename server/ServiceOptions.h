@@ -25,6 +25,7 @@ struct ServiceOptions
     QString mailboxPath; // empty: e-mailed codes go to the log only
     int dailyLimit = 0;  // asks per account and day; 0: no limit
     std::chrono::seconds pairingLifetime{300};
+    std::chrono::days deviceExpiry{90}; // 0: device tokens never expire
     bool openSignup = false;
     // The Google stand-in signs anyone in as any existing address: for development only.
     bool googleStandIn = false;
