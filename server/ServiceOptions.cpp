@@ -78,7 +78,8 @@ ServiceOptions::parse(const QStringList& arguments)
         option("device-expiry-days",
                "Days after which an unused device token stops working; 0 is never (90).", "DAYS", "90");
     const auto mailbox =
-        option("mailbox", "File that receives the e-mailed codes (they are logged too).", "FILE");
+        option("mailbox",
+               "File that receives the e-mailed codes, owner-only (the log names the address only).", "FILE");
     const auto dailyLimit = option("daily-limit", "Asks per account and day; 0 is no limit (0).", "N", "0");
     const auto pairingTtl =
         option("pairing-ttl", "Lifetime of pairing codes in seconds (300).", "SECONDS", "300");
@@ -91,9 +92,9 @@ ServiceOptions::parse(const QStringList& arguments)
         "max-connections", "Connections served at once (1024); more wait in the listen queue.", "N", "1024");
     const auto perClient = option("max-connections-per-client",
                                   "Connections at once from one client address (128).", "N", "128");
-    parser.addOptions({maxConnections, perClient, deviceExpiry});
     parser.addOptions({help, host, port, token, tokenFile, wordDelay, account, invite, accounts, state,
-                       mailbox, dailyLimit, pairingTtl, openSignup, googleStandIn});
+                       deviceExpiry, mailbox, dailyLimit, pairingTtl, openSignup, googleStandIn,
+                       maxConnections, perClient});
     parser.addOptions(UpstreamOptions::all());
     if (!parser.parse(arguments))
         return parser.errorText();
