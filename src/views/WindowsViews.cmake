@@ -1,0 +1,4 @@
+# The home, sign-in and pairing windows and their models.
+target_sources(tavrin_views PRIVATE
+  HomeModel.cpp HomeModel.h
+)

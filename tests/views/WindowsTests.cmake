@@ -1,0 +1,12 @@
+# The home, sign-in and pairing windows.
+tavrin_add_test(tst_homemodel SOURCES tst_homemodel.cpp WindowFakes.h
+  LIBRARIES tavrin_views tavrin_testsupport LABELS windows)
+# The desktop adapters behind the status rows, on a private session bus.
+find_package(Qt6 REQUIRED COMPONENTS DBus)
+add_executable(tst_homeplatform tst_homeplatform.cpp)
+target_link_libraries(tst_homeplatform PRIVATE tavrin_desktop_status Qt6::DBus Qt6::Test)
+tavrin_warnings(tst_homeplatform)
+add_test(NAME tst_homeplatform COMMAND dbus-run-session -- $<TARGET_FILE:tst_homeplatform>)
+set_tests_properties(tst_homeplatform PROPERTIES LABELS windows)
+# The bus launcher writes the switch to the desktop settings too: keep those in memory.
+set_tests_properties(tst_homeplatform PROPERTIES ENVIRONMENT "GSETTINGS_BACKEND=memory")
