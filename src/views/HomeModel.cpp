@@ -72,16 +72,17 @@ void HomeModel::setAccount(const std::optional<AuthClient::User>& account)
 void HomeModel::refresh()
 {
     setConfig(AgentConfig::load());
-    m_accessibilitySwitch.readEnabled(
-        this, [this](bool enabled) { assign(m_accessibility, enabled, &HomeModel::accessibilityChanged); });
-    m_voiceCheck.check(this, [this](const VoiceStatus& status) { applyVoice(status); });
+    m_accessibilitySwitch.readEnabled(&m_requests, [this](bool enabled) {
+        assign(m_accessibility, enabled, &HomeModel::accessibilityChanged);
+    });
+    m_voiceCheck.check(&m_requests, [this](const VoiceStatus& status) { applyVoice(status); });
     if (!m_config) {
         assign(m_server, QStringLiteral("Not signed in"), &HomeModel::serverChanged);
         assign(m_serverOK, false, &HomeModel::serverOKChanged);
         setAccount(std::nullopt);
         return;
     }
-    AuthClient::me(*m_config, this,
+    AuthClient::me(*m_config, &m_requests,
                    [this](const Result<AuthClient::User>& answer) { applyAccountCheck(answer); });
 }
 
@@ -113,7 +114,7 @@ void HomeModel::applyVoice(const VoiceStatus& status)
 
 void HomeModel::grantAccessibility()
 {
-    m_accessibilitySwitch.enable(this, [this](const Result<QStringList>& mustRestart) {
+    m_accessibilitySwitch.enable(&m_requests, [this](const Result<QStringList>& mustRestart) {
         assign(m_accessibilityNote, accessibilityNoteFor(mustRestart), &HomeModel::accessibilityNoteChanged);
         m_accessibilitySwitch.readEnabled(this, [this](bool enabled) {
             assign(m_accessibility, enabled, &HomeModel::accessibilityChanged);
@@ -123,7 +124,7 @@ void HomeModel::grantAccessibility()
 
 void HomeModel::allowVoice()
 {
-    m_voiceCheck.requestAccess(this, [this](const VoiceStatus& status) {
+    m_voiceCheck.requestAccess(&m_requests, [this](const VoiceStatus& status) {
         applyVoice(status);
         refresh();
     });

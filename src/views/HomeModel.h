@@ -103,4 +103,6 @@ private:
     bool m_testing = false;
     std::optional<AuthClient::User> m_account;
     QPointer<AskStream> m_test;
+    // The context of every request; declared last, so that its requests end while the state still exists.
+    QObject m_requests;
 };

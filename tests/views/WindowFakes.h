@@ -2,9 +2,11 @@
 
 #include "desktop/AccessibilitySwitch.h"
 #include "desktop/VoiceCheck.h"
+#include "views/WebAuthSession.h"
 
 #include <QMetaObject>
 #include <QObject>
+#include <QPointer>
 
 // Stand-ins for the desktop: answers come later, like the real ones, with the state the test set.
 class FakeAccessibilitySwitch : public AccessibilitySwitch
@@ -47,5 +49,29 @@ public:
     {
         ++accessRequests;
         check(context, std::move(onStatus));
+    }
+};
+
+// A browser that the test answers: it keeps the start address and the handler of the last sign-in.
+class FakeWebAuthSession : public WebAuthSession
+{
+public:
+    QUrl start;
+    QPointer<QObject> context;
+    CallbackHandler onCallback;
+    int cancels = 0;
+
+    void authenticate(const QUrl& address, QObject* waiter, CallbackHandler handler) override
+    {
+        start = address;
+        context = waiter;
+        onCallback = std::move(handler);
+    }
+    void cancel() override { ++cancels; }
+
+    void answer(const Result<QUrl>& callback)
+    {
+        QMetaObject::invokeMethod(
+            context, [handler = onCallback, callback] { handler(callback); }, Qt::QueuedConnection);
     }
 };

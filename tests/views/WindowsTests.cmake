@@ -10,3 +10,5 @@ add_test(NAME tst_homeplatform COMMAND dbus-run-session -- $<TARGET_FILE:tst_hom
 set_tests_properties(tst_homeplatform PROPERTIES LABELS windows)
 # The bus launcher writes the switch to the desktop settings too: keep those in memory.
 set_tests_properties(tst_homeplatform PROPERTIES ENVIRONMENT "GSETTINGS_BACKEND=memory")
+tavrin_add_test(tst_signinmodel SOURCES tst_signinmodel.cpp WindowFakes.h
+  LIBRARIES tavrin_views tavrin_testsupport LABELS windows)
