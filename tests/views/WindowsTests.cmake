@@ -12,3 +12,7 @@ set_tests_properties(tst_homeplatform PROPERTIES LABELS windows)
 set_tests_properties(tst_homeplatform PROPERTIES ENVIRONMENT "GSETTINGS_BACKEND=memory")
 tavrin_add_test(tst_signinmodel SOURCES tst_signinmodel.cpp WindowFakes.h
   LIBRARIES tavrin_views tavrin_testsupport LABELS windows)
+tavrin_add_test(tst_signinbrowser SOURCES tst_signinbrowser.cpp
+  LIBRARIES tavrin_app tavrin_testsupport LABELS windows)
+tavrin_add_test(tst_signinservice SOURCES tst_signinservice.cpp WindowFakes.h
+  LIBRARIES tavrin_views tavrin_service_testing LABELS windows)
