@@ -1,5 +1,10 @@
 # The home, sign-in and pairing windows and their models.
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(TAVRIN_QRENCODE REQUIRED IMPORTED_TARGET libqrencode)
 target_sources(tavrin_views PRIVATE
   HomeModel.cpp HomeModel.h
+  PairModel.cpp PairModel.h
+  QrImage.cpp QrImage.h
   SignInModel.cpp SignInModel.h WebAuthSession.h
 )
+target_link_libraries(tavrin_views PRIVATE PkgConfig::TAVRIN_QRENCODE)

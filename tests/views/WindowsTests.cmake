@@ -16,3 +16,4 @@ tavrin_add_test(tst_signinbrowser SOURCES tst_signinbrowser.cpp
   LIBRARIES tavrin_app tavrin_testsupport LABELS windows)
 tavrin_add_test(tst_signinservice SOURCES tst_signinservice.cpp WindowFakes.h
   LIBRARIES tavrin_views tavrin_service_testing LABELS windows)
+tavrin_add_test(tst_pairmodel SOURCES tst_pairmodel.cpp LIBRARIES tavrin_views tavrin_testsupport LABELS windows)
