@@ -1,7 +1,7 @@
 #pragma once
 
 #include "config/AgentConfig.h"
-#include "service/AskEvent.h"
+#include "protocol/AskEvent.h"
 #include "service/AuthClient.h"
 
 #include <QObject>

@@ -7,4 +7,4 @@ target_sources(tavrin_views PRIVATE
   QrImage.cpp QrImage.h
   SignInModel.cpp SignInModel.h WebAuthSession.h
 )
-target_link_libraries(tavrin_views PRIVATE PkgConfig::TAVRIN_QRENCODE)
+target_link_libraries(tavrin_views PUBLIC tavrin_client PRIVATE PkgConfig::TAVRIN_QRENCODE)

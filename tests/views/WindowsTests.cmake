@@ -15,7 +15,7 @@ tavrin_add_test(tst_signinmodel SOURCES tst_signinmodel.cpp WindowFakes.h
 tavrin_add_test(tst_signinbrowser SOURCES tst_signinbrowser.cpp
   LIBRARIES tavrin_app tavrin_testsupport LABELS windows)
 tavrin_add_test(tst_signinservice SOURCES tst_signinservice.cpp WindowFakes.h
-  LIBRARIES tavrin_views tavrin_service_testing LABELS windows)
+  LIBRARIES tavrin_app tavrin_service_testing LABELS windows)
 tavrin_add_test(tst_pairmodel SOURCES tst_pairmodel.cpp LIBRARIES tavrin_views tavrin_testsupport LABELS windows)
 add_test(NAME desktop_entry COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/desktop-entry.sh ${CMAKE_SOURCE_DIR}/packaging/tavrin.desktop)
 set_tests_properties(desktop_entry PROPERTIES LABELS windows)
