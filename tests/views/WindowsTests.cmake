@@ -19,3 +19,7 @@ tavrin_add_test(tst_signinservice SOURCES tst_signinservice.cpp WindowFakes.h
 tavrin_add_test(tst_pairmodel SOURCES tst_pairmodel.cpp LIBRARIES tavrin_views tavrin_testsupport LABELS windows)
 add_test(NAME desktop_entry COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/desktop-entry.sh ${CMAKE_SOURCE_DIR}/packaging/tavrin.desktop)
 set_tests_properties(desktop_entry PROPERTIES LABELS windows)
+# Not a test: shows a window in a chosen state, for screenshots.
+add_executable(windows-gallery windows-gallery.cpp WindowFakes.h)
+target_link_libraries(windows-gallery PRIVATE tavrin_views tavrin_testsupport)
+tavrin_warnings(windows-gallery)
