@@ -23,3 +23,8 @@ set_tests_properties(desktop_entry PROPERTIES LABELS windows)
 add_executable(windows-gallery windows-gallery.cpp WindowFakes.h)
 target_link_libraries(windows-gallery PRIVATE tavrin_views tavrin_testsupport)
 tavrin_warnings(windows-gallery)
+tavrin_add_test(tst_homeview SOURCES tst_homeview.cpp ViewChecks.h WindowFakes.h
+  LIBRARIES tavrin_views tavrin_testsupport LABELS windows)
+tavrin_add_test(tst_signinview SOURCES tst_signinview.cpp ViewChecks.h WindowFakes.h
+  LIBRARIES tavrin_views tavrin_testsupport LABELS windows)
+tavrin_add_test(tst_pairview SOURCES tst_pairview.cpp ViewChecks.h LIBRARIES tavrin_views tavrin_testsupport LABELS windows)
