@@ -28,3 +28,5 @@ tavrin_add_test(tst_homeview SOURCES tst_homeview.cpp ViewChecks.h WindowFakes.h
 tavrin_add_test(tst_signinview SOURCES tst_signinview.cpp ViewChecks.h WindowFakes.h
   LIBRARIES tavrin_views tavrin_testsupport LABELS windows)
 tavrin_add_test(tst_pairview SOURCES tst_pairview.cpp ViewChecks.h LIBRARIES tavrin_views tavrin_testsupport LABELS windows)
+# The views draw off screen, so they run without a display.
+set_tests_properties(tst_homeview tst_signinview tst_pairview PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
