@@ -8,4 +8,4 @@ target_sources(tavrin_views PRIVATE
   SignInModel.cpp SignInModel.h SignInView.cpp SignInView.h WebAuthSession.h
   WindowParts.cpp WindowParts.h
 )
-target_link_libraries(tavrin_views PUBLIC tavrin_client PRIVATE PkgConfig::TAVRIN_QRENCODE)
+target_link_libraries(tavrin_views PUBLIC tavrin_client tavrin_desktop PRIVATE PkgConfig::TAVRIN_QRENCODE)
