@@ -65,11 +65,9 @@ int main(int argc, char** argv)
     std::unique_ptr<SignInModel> signInModel;
     FakeWebAuthSession browser;
     if (window == QLatin1String("signin")) {
-        // The address is set before the window appears, which loads the options once more.
-        for (int load = 0; load < 2; ++load)
-            service.enqueue(ScriptedResponse()
-                                .header("Content-Type", "application/json")
-                                .part("{\"google\":true,\"email\":true,\"invite_only\":true}"));
+        service.enqueue(ScriptedResponse()
+                            .header("Content-Type", "application/json")
+                            .part("{\"google\":true,\"email\":true,\"invite_only\":true}"));
         service.enqueue(ScriptedResponse(401)
                             .header("Content-Type", "application/json")
                             .part("{\"error\":\"Wrong e-mail or password.\"}"));
