@@ -80,7 +80,8 @@ std::optional<InstanceMessage> InstanceMessage::decode(const QByteArray& line)
 
 InstanceChannel::InstanceChannel(QObject* parent) : QObject(parent)
 {
-    m_server.setSocketOptions(QLocalServer::UserAccessOption);
+    // The private folder keeps others out; options that make Qt rename a fresh socket into place
+    // would silently replace a running instance's socket.
     connect(&m_server, &QLocalServer::newConnection, this, &InstanceChannel::accept);
 }
 
@@ -103,15 +104,11 @@ std::optional<Error> InstanceChannel::listen()
     const Result<QString> path = socketPath();
     if (!path.ok())
         return path.error();
-    if (m_server.listen(path.value()))
-        return std::nullopt;
-    if (m_server.serverError() != QAbstractSocket::AddressInUseError)
-        return channelError(m_server.errorString());
-    // A socket file nobody answers on is left over from a crash.
     QLocalSocket probe;
     probe.connectToServer(path.value());
     if (probe.waitForConnected(clientTimeoutMs))
         return channelError(QStringLiteral("Tavrin is already running"));
+    // A socket file nobody answers on is left over from a crash.
     QLocalServer::removeServer(path.value());
     if (!m_server.listen(path.value()))
         return channelError(m_server.errorString());
