@@ -48,6 +48,21 @@ void HotKeyGestures::askReleased()
     askForTyping();
 }
 
+void HotKeyGestures::tap()
+{
+    switch (m_session.phase().kind) {
+    case Session::Phase::Idle:
+        askForTyping();
+        return;
+    case Session::Phase::Listening:
+        m_session.finishListening();
+        return;
+    default:
+        m_session.close();
+        return;
+    }
+}
+
 void HotKeyGestures::replyToClipboard()
 {
     if (m_session.phase().kind != Session::Phase::Idle) {

@@ -19,6 +19,8 @@ public:
 
     void askPressed();
     void askReleased();
+    // A press and release in one, for desktops where the shortcut is bound outside the application.
+    void tap();
     // The reply shortcut and the menu's reply item: opens a reply when idle, closes anything else.
     void replyToClipboard();
     // The menu's and the home window's ask: always a fresh typed request.

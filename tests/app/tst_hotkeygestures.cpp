@@ -161,6 +161,17 @@ private slots:
         QCOMPARE(m_panel.shown, (QList<bool>{false, true}));
     }
 
+    void tapFromOutsideActsAsAPressAndRelease()
+    {
+        m_gestures->tap();
+        QCOMPARE(phase(), Phase::Typing);
+        QCOMPARE(m_panel.shown, QList<bool>{true});
+        QVERIFY(!m_made.microphone->isOpen());
+        m_gestures->tap();
+        QCOMPARE(phase(), Phase::Idle);
+        QCOMPARE(m_closes, 1);
+    }
+
     void replyTogglesAReplyToTheClipboard()
     {
         m_desktop->board.copyByUser(FakeClipboard::textContents(QStringLiteral("  See you at 3?\n")));
