@@ -107,7 +107,7 @@ std::optional<Error> InstanceChannel::listen()
     QLocalSocket probe;
     probe.connectToServer(path.value());
     if (probe.waitForConnected(clientTimeoutMs))
-        return channelError(QStringLiteral("Tavrin is already running"));
+        return channelError(alreadyRunning);
     // A socket file nobody answers on is left over from a crash.
     QLocalServer::removeServer(path.value());
     if (!m_server.listen(path.value()))

@@ -33,6 +33,7 @@ class InstanceChannel : public QObject
 public:
     static constexpr int maxMessageBytes = 4096;
     static constexpr int clientTimeoutMs = 2000;
+    static inline const QString alreadyRunning = QStringLiteral("Tavrin is already running");
 
     explicit InstanceChannel(QObject* parent = nullptr);
 
