@@ -20,12 +20,13 @@ struct AskShortcuts::Pair
     HotKey ask;
     HotKey reply;
 
-    Pair(const QKeySequence& shortcut)
-        : ask(chordOf(shortcut)), reply(chordOf(AskShortcuts::replyShortcut(shortcut)))
+    Pair(const QKeySequence& shortcut, HotKeyPlatform& platform)
+        : ask(chordOf(shortcut), platform), reply(chordOf(AskShortcuts::replyShortcut(shortcut)), platform)
     {}
 };
 
-AskShortcuts::AskShortcuts(QObject* parent) : QObject(parent) {}
+AskShortcuts::AskShortcuts(HotKeyPlatform& platform, QObject* parent) : QObject(parent), m_platform(platform)
+{}
 
 AskShortcuts::~AskShortcuts() = default;
 
@@ -78,7 +79,7 @@ std::unique_ptr<AskShortcuts::Pair> AskShortcuts::registerPair(const QKeySequenc
     // Registering the same chord twice from one process would be refused by our own old grab.
     if (m_pair && shortcut == m_shortcut)
         m_pair.reset();
-    return std::make_unique<Pair>(shortcut);
+    return std::make_unique<Pair>(shortcut, m_platform);
 }
 
 void AskShortcuts::adopt(std::unique_ptr<Pair> pair, const QKeySequence& shortcut)

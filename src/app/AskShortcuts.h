@@ -5,6 +5,7 @@
 #include <memory>
 
 class HotKey;
+class HotKeyPlatform;
 
 // The two system-wide shortcuts: ask (tap or hold) and reply, which is the ask shortcut plus Shift.
 // Changing them registers the new pair first and releases the old pair only once the new one is held,
@@ -18,7 +19,7 @@ class AskShortcuts : public QObject
 public:
     enum class Outcome { Registered, Taken, Unusable };
 
-    explicit AskShortcuts(QObject* parent = nullptr);
+    explicit AskShortcuts(HotKeyPlatform& platform, QObject* parent = nullptr);
     ~AskShortcuts() override;
 
     // A shortcut must be one key with Ctrl, Alt or Super, and without Shift, which the reply adds.
@@ -44,6 +45,7 @@ private:
     std::unique_ptr<Pair> registerPair(const QKeySequence& shortcut);
     void adopt(std::unique_ptr<Pair> pair, const QKeySequence& shortcut);
 
+    HotKeyPlatform& m_platform;
     std::unique_ptr<Pair> m_pair;
     QKeySequence m_shortcut;
 };

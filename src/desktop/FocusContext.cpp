@@ -1,6 +1,5 @@
 #include "desktop/FocusContext.h"
 
-#include "desktop/DesktopPlatform.h"
 #include "desktop/FocusReader.h"
 #include "desktop/TextCut.h"
 
@@ -24,11 +23,6 @@ Cut cutFor(const TextRange& range, qsizetype length)
 }
 
 } // namespace
-
-FocusContext FocusContext::capture()
-{
-    return capture(DesktopPlatform::system().focusReader());
-}
 
 FocusContext FocusContext::capture(FocusReader& reader)
 {

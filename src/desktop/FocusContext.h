@@ -19,8 +19,6 @@ struct FocusContext
     std::optional<QString> before;
     std::optional<QString> after;
 
-    // Reads the frontmost application through the process's desktop platform.
-    static FocusContext capture();
     static FocusContext capture(FocusReader& reader);
 
     bool operator==(const FocusContext&) const = default;

@@ -1,6 +1,5 @@
 #include "session/Session.h"
 
-#include "config/Preferences.h"
 #include "desktop/Clipboard.h"
 #include "desktop/DesktopPlatform.h"
 #include "desktop/Dictation.h"
@@ -14,8 +13,10 @@ const QString warningSign = QStringLiteral("\u26A0\uFE0F");
 
 } // namespace
 
-Session::Session(std::unique_ptr<Dictation> dictation, QObject* parent)
-    : QObject(parent), m_dictation(std::move(dictation))
+Session::Session(DesktopPlatform& desktop, std::unique_ptr<Dictation> dictation,
+                 AutoInsertPreference autoInsertPreferred, QObject* parent)
+    : QObject(parent), m_desktop(desktop), m_dictation(std::move(dictation)),
+      m_autoInsertPreferred(std::move(autoInsertPreferred))
 {}
 
 template <typename T> void Session::assign(T& member, const T& value, void (Session::*changed)())
@@ -41,9 +42,9 @@ void Session::setAdjustText(const QString& text)
     assign(m_adjustText, text, &Session::adjustTextChanged);
 }
 
-std::optional<QString> Session::clipboardText()
+std::optional<QString> Session::clipboardText() const
 {
-    const std::optional<QString> text = DesktopPlatform::system().clipboard().text();
+    const std::optional<QString> text = m_desktop.clipboard().text();
     if (!text)
         return std::nullopt;
     const QString trimmed = text->trimmed();
@@ -52,13 +53,18 @@ std::optional<QString> Session::clipboardText()
     return trimmed;
 }
 
+void Session::setCopied(const std::optional<QString>& copied)
+{
+    assign(m_copied, copied, &Session::copiedChanged);
+}
+
 void Session::begin(bool listening, bool replyToClipboard)
 {
     ++m_requestNumber;
     cancelStream();
     // Read before the capture, which may use the clipboard itself.
     const std::optional<QString> clipboard = replyToClipboard ? clipboardText() : std::nullopt;
-    m_context = FocusContext::capture();
+    m_context = FocusContext::capture(m_desktop.focusReader());
     emit contextChanged();
     m_copied = clipboard;
     emit copiedChanged();
@@ -151,7 +157,7 @@ void Session::apply(const AskEvent& event)
     if (const auto* route = std::get_if<AskEvents::Route>(&event)) {
         setRouteLabel(route->route + routeSeparator + route->source);
     } else if (const auto* delta = std::get_if<AskEvents::Delta>(&event)) {
-        setAnswer(m_answer + delta->text);
+        appendToAnswer(delta->text);
         setPhase({Phase::Answer, {}});
     } else if (const auto* link = std::get_if<AskEvents::Link>(&event)) {
         setLink(link->url);
@@ -180,12 +186,12 @@ void Session::streamEnded(const std::optional<Error>& error)
 
 void Session::autoInsertIfWanted()
 {
-    if (!(m_autoInsert || Preferences::autoInsert()))
+    if (!(m_autoInsert || (m_autoInsertPreferred && m_autoInsertPreferred())))
         return;
     if (m_answer.isEmpty() || m_answer.startsWith(warningSign))
         return;
     close();
-    Keystroke::insert(m_answer, m_context.app);
+    Keystroke::insert(m_desktop, m_answer, m_context.app);
 }
 
 void Session::refine(const QString& instruction)
@@ -202,12 +208,12 @@ void Session::insert()
     if (m_answer.isEmpty())
         return;
     close();
-    Keystroke::insert(m_answer, m_context.app);
+    Keystroke::insert(m_desktop, m_answer, m_context.app);
 }
 
 void Session::copy()
 {
-    DesktopPlatform::system().clipboard().setText(m_answer);
+    m_desktop.clipboard().setText(m_answer);
 }
 
 void Session::close()
@@ -228,6 +234,15 @@ void Session::setPhase(const Phase& phase)
 void Session::setAnswer(const QString& answer)
 {
     assign(m_answer, answer, &Session::answerChanged);
+}
+
+void Session::appendToAnswer(const QString& appended)
+{
+    if (appended.isEmpty())
+        return;
+    m_answer += appended;
+    emit answerAppended(appended);
+    emit answerChanged();
 }
 
 void Session::setRouteLabel(const QString& label)

@@ -2,7 +2,7 @@
 
 #include "config/AgentConfig.h"
 #include "desktop/FocusContext.h"
-#include "service/AskEvent.h"
+#include "protocol/AskEvent.h"
 
 #include <QObject>
 #include <QPointer>
@@ -13,6 +13,7 @@
 #include <optional>
 
 class AskStream;
+class DesktopPlatform;
 class Dictation;
 struct AskRequest;
 
@@ -45,7 +46,11 @@ public:
     static inline const QString emptyAnswer =
         QStringLiteral("The service ended the answer without sending any of it. Try again.");
 
-    explicit Session(std::unique_ptr<Dictation> dictation, QObject* parent = nullptr);
+    // Whether the user wants every answer inserted as soon as it is complete; asked at that moment.
+    using AutoInsertPreference = std::function<bool()>;
+
+    Session(DesktopPlatform& desktop, std::unique_ptr<Dictation> dictation,
+            AutoInsertPreference autoInsertPreferred, QObject* parent = nullptr);
     ~Session() override;
 
     Phase phase() const { return m_phase; }
@@ -58,6 +63,8 @@ public:
     FocusContext context() const { return m_context; }
     const std::optional<QString>& copied() const { return m_copied; }
     QString copiedText() const { return m_copied.value_or(QString()); }
+    // The panel sets the message to reply to, or drops it.
+    void setCopied(const std::optional<QString>& copied);
     QString adjustText() const { return m_adjustText; }
     void setAdjustText(const QString& text);
 
@@ -77,12 +84,15 @@ public:
     void close();
 
     // The clipboard's plain text without surrounding white space; absent when there is none.
-    static std::optional<QString> clipboardText();
+    std::optional<QString> clipboardText() const;
 
 signals:
     void phaseChanged();
     void requestChanged();
     void answerChanged();
+    // Emitted with exactly what a delta appended, before answerChanged, so that a view can grow the
+    // answer without comparing whole texts.
+    void answerAppended(const QString& appended);
     void routeLabelChanged();
     void linkChanged();
     void contextChanged();
@@ -101,10 +111,13 @@ private:
     template <typename T> void assign(T& member, const T& value, void (Session::*changed)());
     void setPhase(const Phase& phase);
     void setAnswer(const QString& answer);
+    void appendToAnswer(const QString& appended);
     void setRouteLabel(const QString& label);
     void setLink(const std::optional<QUrl>& link);
 
+    DesktopPlatform& m_desktop;
     std::unique_ptr<Dictation> m_dictation;
+    AutoInsertPreference m_autoInsertPreferred;
     Phase m_phase;
     QString m_request;
     QString m_answer;

@@ -52,7 +52,7 @@ private slots:
 
     void changeReplacesThePairOnlyWhenBothAreGranted()
     {
-        AskShortcuts shortcuts;
+        AskShortcuts shortcuts(m_desktop->shortcuts);
         shortcuts.install(QKeySequence(QStringLiteral("Alt+Space")));
         QVERIFY(shortcuts.isRegistered());
         QCOMPARE(registered(), (QList<KeyChord>{altSpace, altShiftSpace}));
@@ -76,7 +76,7 @@ private slots:
     void aShortcutTakenAtLaunchCanBeReplaced()
     {
         m_desktop->shortcuts.taken = {altSpace};
-        AskShortcuts shortcuts;
+        AskShortcuts shortcuts(m_desktop->shortcuts);
         shortcuts.install(QKeySequence(QStringLiteral("Alt+Space")));
         QVERIFY(!shortcuts.isRegistered());
         QCOMPARE(shortcuts.change(QKeySequence(QStringLiteral("Meta+Space"))),
@@ -86,7 +86,7 @@ private slots:
 
     void pressesOfTheShortcutInForceArrive()
     {
-        AskShortcuts shortcuts;
+        AskShortcuts shortcuts(m_desktop->shortcuts);
         shortcuts.install(QKeySequence(QStringLiteral("Alt+Space")));
         shortcuts.change(QKeySequence(QStringLiteral("Ctrl+Alt+K")));
         QSignalSpy asked(&shortcuts, &AskShortcuts::askPressed);

@@ -1,5 +1,7 @@
-#include "AppTestSession.h"
+#include "FakeAudioInput.h"
 #include "FakeDesktopPlatform.h"
+#include "FakeSpeechRecognizer.h"
+#include "MakeTestSession.h"
 #include "app/ConfigWatcher.h"
 #include "config/AgentConfig.h"
 
@@ -15,7 +17,7 @@ class TestConfigWatcher : public QObject
 private:
     QTemporaryDir m_folder;
     FakeDesktopPlatform m_desktop;
-    AppTestSession m_made = makeAppTestSession();
+    std::unique_ptr<Session> m_session = makeTestSession(m_desktop);
     std::unique_ptr<ConfigWatcher> m_watcher;
 
     static const AgentConfig& signedIn()
@@ -32,7 +34,7 @@ private slots:
         qputenv("MORVIK_CONFIG_PATH",
                 QFile::encodeName(m_folder.filePath(QStringLiteral("sub/config.json"))));
         QCOMPARE(AgentConfig::fileURL(), m_folder.filePath(QStringLiteral("sub/config.json")));
-        m_watcher = std::make_unique<ConfigWatcher>(*m_made.session);
+        m_watcher = std::make_unique<ConfigWatcher>(*m_session);
     }
 
     void cleanupTestCase() { m_watcher.reset(); }
@@ -47,14 +49,14 @@ private slots:
         QVERIFY(!signedIn().save());
         // The folder appeared after the watcher started: the periodic look finds the file.
         QVERIFY(replaced.wait(ConfigWatcher::intervalMs + 2000));
-        QCOMPARE(m_made.session->config(), signedIn());
+        QCOMPARE(m_session->config(), signedIn());
 
         // From now on the folder is watched, so a change shows at once.
         AgentConfig other = signedIn();
         other.email.reset();
         QVERIFY(!other.save());
         QVERIFY(replaced.wait(2000));
-        QCOMPARE(m_made.session->config(), other);
+        QCOMPARE(m_session->config(), other);
 
         QVERIFY(!other.save());
         m_watcher->check();
@@ -62,20 +64,20 @@ private slots:
 
         AgentConfig::remove();
         QVERIFY(replaced.wait(2000));
-        QCOMPARE(m_made.session->config(), std::nullopt);
+        QCOMPARE(m_session->config(), std::nullopt);
     }
 
     void unreadableContentIsSignedOut()
     {
         QVERIFY(!signedIn().save());
         m_watcher->check();
-        QCOMPARE(m_made.session->config(), signedIn());
+        QCOMPARE(m_session->config(), signedIn());
         QFile file(AgentConfig::fileURL());
         QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
         file.write("{ not json");
         file.close();
         m_watcher->check();
-        QCOMPARE(m_made.session->config(), std::nullopt);
+        QCOMPARE(m_session->config(), std::nullopt);
     }
 };
 

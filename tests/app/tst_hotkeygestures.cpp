@@ -1,5 +1,7 @@
-#include "AppTestSession.h"
+#include "FakeAudioInput.h"
 #include "FakeDesktopPlatform.h"
+#include "FakeSpeechRecognizer.h"
+#include "MakeTestSession.h"
 #include "ScriptedServer.h"
 #include "app/HotKeyGestures.h"
 #include "app/PanelPresenter.h"
@@ -29,12 +31,13 @@ private:
     QTemporaryDir m_settings;
     std::unique_ptr<FakeDesktopPlatform> m_desktop;
     std::unique_ptr<ScriptedServer> m_server;
-    AppTestSession m_made;
+    std::unique_ptr<Session> m_session;
+    SessionDictationFakes m_fakes;
     RecordingPanel m_panel;
     std::unique_ptr<HotKeyGestures> m_gestures;
     int m_closes = 0;
 
-    Session& session() { return *m_made.session; }
+    Session& session() { return *m_session; }
     Phase::Kind phase() { return session().phase().kind; }
 
     void hold()
@@ -72,7 +75,7 @@ private slots:
     {
         m_desktop = std::make_unique<FakeDesktopPlatform>();
         m_server = std::make_unique<ScriptedServer>();
-        m_made = makeAppTestSession();
+        m_session = makeTestSession(*m_desktop, &m_fakes);
         session().setConfig(AgentConfig{m_server->url().toString(), QStringLiteral("tok"), std::nullopt});
         m_closes = 0;
         session().setOnClose([this] { ++m_closes; });
@@ -83,7 +86,7 @@ private slots:
     void cleanup()
     {
         m_gestures.reset();
-        m_made.session.reset();
+        m_session.reset();
         m_server.reset();
         m_desktop.reset();
     }
@@ -91,12 +94,12 @@ private slots:
     void tapOpensThePanelForTypingWithoutDictation()
     {
         m_gestures->askPressed();
-        QVERIFY(m_made.microphone->isOpen());
+        QVERIFY(m_fakes.microphone->isOpen());
         m_gestures->askReleased();
         QCOMPARE(phase(), Phase::Typing);
         QCOMPARE(m_panel.shown, QList<bool>{true});
-        QVERIFY(!m_made.microphone->isOpen());
-        QCOMPARE(m_made.recognizer->utterances, 0);
+        QVERIFY(!m_fakes.microphone->isOpen());
+        QCOMPARE(m_fakes.recognizer->utterances, 0);
     }
 
     void holdDictatesWithoutTakingTheKeyboardAndReleaseSends()
@@ -104,11 +107,11 @@ private slots:
         m_server->enqueue(ScriptedResponse().part("event: delta\ndata: {\"t\":\"Shorter.\"}\n\n"));
         // Words spoken between the press and the hold are kept.
         m_gestures->askPressed();
-        m_made.microphone->capture(QByteArray(320, 'a'));
+        m_fakes.microphone->capture(QByteArray(320, 'a'));
         QTRY_COMPARE(phase(), Phase::Listening);
         QCOMPARE(m_panel.shown, QList<bool>{false});
-        QCOMPARE(m_made.recognizer->audio.size(), 320);
-        m_made.recognizer->hear(QStringLiteral("make it shorter"));
+        QCOMPARE(m_fakes.recognizer->audio.size(), 320);
+        m_fakes.recognizer->hear(QStringLiteral("make it shorter"));
         m_gestures->askReleased();
         QTRY_COMPARE(phase(), Phase::Answer);
         QCOMPARE(m_server->requests().size(), 1);
@@ -141,7 +144,7 @@ private slots:
     void tapAfterAMissedReleaseFinishesListening()
     {
         hold();
-        m_made.recognizer->hear(QStringLiteral("summarise"));
+        m_fakes.recognizer->hear(QStringLiteral("summarise"));
         m_server->enqueue(ScriptedResponse().part("event: delta\ndata: {\"t\":\"Done\"}\n\n"));
         // The release never came; the next tap ends the dictation.
         m_gestures->askPressed();
@@ -153,7 +156,7 @@ private slots:
 
     void holdWhoseDictationFailsOpensTypingOnRelease()
     {
-        m_made.recognizer->finishLoading(SpeechRecognizer::Readiness::Unavailable);
+        m_fakes.recognizer->finishLoading(SpeechRecognizer::Readiness::Unavailable);
         m_gestures->askPressed();
         QTRY_COMPARE(phase(), Phase::Error);
         m_gestures->askReleased();
@@ -166,7 +169,7 @@ private slots:
         m_gestures->tap();
         QCOMPARE(phase(), Phase::Typing);
         QCOMPARE(m_panel.shown, QList<bool>{true});
-        QVERIFY(!m_made.microphone->isOpen());
+        QVERIFY(!m_fakes.microphone->isOpen());
         m_gestures->tap();
         QCOMPARE(phase(), Phase::Idle);
         QCOMPARE(m_closes, 1);

@@ -1,5 +1,6 @@
 #include "DesktopSession.h"
 #include "EditorDriver.h"
+#include "desktop/DesktopPlatform.h"
 #include "desktop/FocusContext.h"
 #include "desktop/HotKey.h"
 #include "desktop/Keystroke.h"
@@ -7,6 +8,7 @@
 #include "desktop/x11/X11Connection.h"
 #include "desktop/x11/X11HotKeys.h"
 #include "desktop/x11/X11Keys.h"
+#include "platform/Platform.h"
 
 #include <QBuffer>
 #include <QFile>
@@ -76,10 +78,12 @@ private:
     quint64 m_terminalWindow = 0;
     qint64 m_editorProcess = 0;
     std::unique_ptr<EditorDriver> m_editor;
+    std::unique_ptr<DesktopPlatform> m_desktop;
 };
 
 void TestX11::initTestCase()
 {
+    m_desktop = Platform::createDesktop();
     m_editorWindow = windowOfClass("mousepad");
     m_terminalWindow = windowOfClass("xterm");
     m_editorProcess = processOfWindow(m_editorWindow);
@@ -98,7 +102,7 @@ void TestX11::hotKeyTapAndHold_data()
 void TestX11::hotKeyTapAndHold()
 {
     QFETCH(int, holdMs);
-    HotKey hotKey({Qt::Key_Space, Qt::AltModifier});
+    HotKey hotKey({Qt::Key_Space, Qt::AltModifier}, m_desktop->hotKeys());
     QVERIFY(hotKey.isRegistered());
     QStringList events;
     connect(&hotKey, &HotKey::pressed, this, [&] { events << "press"; });
@@ -122,7 +126,7 @@ void TestX11::hotKeyHeldByAnotherClient()
     auto other = std::make_unique<OtherClient>();
     QVERIFY(other->grabs.registerHotKey({0, 1}, reply));
 
-    HotKey hotKey(reply);
+    HotKey hotKey(reply, m_desktop->hotKeys());
     QSignalSpy presses(&hotKey, &HotKey::pressed);
     QVERIFY(!hotKey.isRegistered());
     QVERIFY(xdotool({"key", "alt+shift+space"}));
@@ -143,7 +147,7 @@ void TestX11::terminalSelectionFromPrimary()
                      "--repeat", "2", "--delay", "60", "1"}));
 
     FocusContext context;
-    QTRY_COMPARE((context = FocusContext::capture()).selection, "SELECTME");
+    QTRY_COMPARE((context = FocusContext::capture(m_desktop->focusReader())).selection, "SELECTME");
     QCOMPARE(context.app->windowClass, "XTerm");
     QVERIFY(!context.before);
 }
@@ -184,7 +188,7 @@ void TestX11::editorSelection()
     QVERIFY(m_editor->select(start, end));
 
     FocusContext context;
-    QTRY_VERIFY((context = FocusContext::capture()).before == before);
+    QTRY_VERIFY((context = FocusContext::capture(m_desktop->focusReader())).before == before);
     QVERIFY(context.app);
     QCOMPARE(context.app->name, "Mousepad");
     QCOMPARE(context.app->processId, m_editorProcess);
@@ -209,12 +213,12 @@ void TestX11::insertionReplacesEditorSelectionAndRestoresClipboard()
     QVERIFY(activate(m_editorWindow));
     QVERIFY(m_editor->setText("keep REPLACE keep"));
     QVERIFY(m_editor->select(5, 12));
-    const FocusContext context = FocusContext::capture();
+    const FocusContext context = FocusContext::capture(m_desktop->focusReader());
     QCOMPARE(context.selection, "REPLACE");
     // Another window in front: the insertion has to bring the editor back.
     QVERIFY(activate(m_terminalWindow));
 
-    Keystroke::insert(QStringLiteral("answer \u00e9"), context.app);
+    Keystroke::insert(*m_desktop, QStringLiteral("answer \u00e9"), context.app);
 
     QTRY_COMPARE_WITH_TIMEOUT(m_editor->text(), QStringLiteral("keep answer \u00e9 keep"), 5000);
     QTRY_VERIFY_WITH_TIMEOUT(insertionsSettled(), 5000);
@@ -224,11 +228,11 @@ void TestX11::insertionReplacesEditorSelectionAndRestoresClipboard()
 void TestX11::insertionIntoTerminal()
 {
     QVERIFY(activate(m_terminalWindow));
-    const FocusContext context = FocusContext::capture();
+    const FocusContext context = FocusContext::capture(m_desktop->focusReader());
     QCOMPARE(context.app->windowClass, "XTerm");
     QVERIFY(activate(m_editorWindow));
 
-    Keystroke::insert("inserted-into-xterm", context.app);
+    Keystroke::insert(*m_desktop, "inserted-into-xterm", context.app);
     QTRY_VERIFY_WITH_TIMEOUT(insertionsSettled(), 5000);
     // The terminal runs cat into a file: Return ends the line so that it gets written.
     QVERIFY(xdotool({"key", "Return"}));

@@ -119,12 +119,11 @@ public:
     void unregisterHotKey(HotKeyId id) override { registered.remove(id.id); }
 };
 
-// A whole fake desktop, injected as the process's platform for the lifetime of the object.
+// A whole fake desktop, handed to the code under test in place of the real one.
 class FakeDesktopPlatform : public DesktopPlatform
 {
 public:
-    FakeDesktopPlatform() { DesktopPlatform::inject(this); }
-    ~FakeDesktopPlatform() override { DesktopPlatform::inject(nullptr); }
+    FakeDesktopPlatform() = default;
     FakeDesktopPlatform(const FakeDesktopPlatform&) = delete;
     FakeDesktopPlatform& operator=(const FakeDesktopPlatform&) = delete;
 

@@ -16,7 +16,7 @@ struct Member
 {
     enum class Kind { String, Number, Other };
     Kind kind = Kind::Other;
-    QString string;                 // Kind::String: the decoded text
+    QString string;                      // Kind::String: the decoded text
     std::optional<std::int64_t> integer; // Kind::Number: set when the number has an exact integer value
 };
 

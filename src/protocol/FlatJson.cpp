@@ -1,4 +1,4 @@
-#include "service/FlatJson.h"
+#include "protocol/FlatJson.h"
 
 #include <algorithm>
 #include <array>
@@ -92,19 +92,36 @@ public:
             if (m_p == m_end)
                 return false;
             switch (*m_p++) {
-            case '"': bytes += '"'; break;
-            case '\\': bytes += '\\'; break;
-            case '/': bytes += '/'; break;
-            case 'b': bytes += '\b'; break;
-            case 'f': bytes += '\f'; break;
-            case 'n': bytes += '\n'; break;
-            case 'r': bytes += '\r'; break;
-            case 't': bytes += '\t'; break;
+            case '"':
+                bytes += '"';
+                break;
+            case '\\':
+                bytes += '\\';
+                break;
+            case '/':
+                bytes += '/';
+                break;
+            case 'b':
+                bytes += '\b';
+                break;
+            case 'f':
+                bytes += '\f';
+                break;
+            case 'n':
+                bytes += '\n';
+                break;
+            case 'r':
+                bytes += '\r';
+                break;
+            case 't':
+                bytes += '\t';
+                break;
             case 'u':
                 if (!unicodeEscape(bytes))
                     return false;
                 break;
-            default: return false;
+            default:
+                return false;
             }
         }
         return false;
@@ -144,13 +161,20 @@ public:
             return false;
         skipSpace();
         switch (peek()) {
-        case '"': return string(nullptr);
-        case '{': return container('}', depth, true);
-        case '[': return container(']', depth, false);
-        case 't': return literal("true");
-        case 'f': return literal("false");
-        case 'n': return literal("null");
-        default: return number(nullptr);
+        case '"':
+            return string(nullptr);
+        case '{':
+            return container('}', depth, true);
+        case '[':
+            return container(']', depth, false);
+        case 't':
+            return literal("true");
+        case 'f':
+            return literal("false");
+        case 'n':
+            return literal("null");
+        default:
+            return number(nullptr);
         }
     }
 

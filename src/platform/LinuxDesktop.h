@@ -4,17 +4,17 @@
 #include "desktop/QtClipboard.h"
 #include "desktop/atspi/AtspiAccessibility.h"
 #include "desktop/x11/X11Connection.h"
-#include "desktop/x11/X11FocusReader.h"
 #include "desktop/x11/X11HotKeys.h"
 #include "desktop/x11/X11Keys.h"
 #include "desktop/x11/X11Keystrokes.h"
 #include "desktop/x11/X11Windows.h"
+#include "platform/LinuxFocusReader.h"
 
 // The desktop of an X11 session with AT-SPI accessibility.
-class X11DesktopPlatform : public DesktopPlatform
+class LinuxDesktop : public DesktopPlatform
 {
 public:
-    X11DesktopPlatform();
+    LinuxDesktop();
 
     FocusReader& focusReader() override { return m_focusReader; }
     KeystrokePlatform& keystrokes() override { return m_keystrokes; }
@@ -26,7 +26,7 @@ private:
     X11Keys m_keys;
     X11Windows m_windows;
     AtspiAccessibility m_accessibility;
-    X11FocusReader m_focusReader;
+    LinuxFocusReader m_focusReader;
     X11Keystrokes m_keystrokes;
     X11HotKeys m_hotKeys;
     QtClipboard m_clipboard;

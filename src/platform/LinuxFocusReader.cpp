@@ -1,4 +1,4 @@
-#include "desktop/x11/X11FocusReader.h"
+#include "platform/LinuxFocusReader.h"
 
 #include "desktop/atspi/AtspiAccessibility.h"
 #include "desktop/x11/X11Windows.h"
@@ -6,21 +6,21 @@
 #include <QClipboard>
 #include <QGuiApplication>
 
-X11FocusReader::X11FocusReader(X11Windows& windows, AtspiAccessibility& accessibility)
+LinuxFocusReader::LinuxFocusReader(X11Windows& windows, AtspiAccessibility& accessibility)
     : m_windows(windows), m_accessibility(accessibility)
 {}
 
-std::optional<RunningApp> X11FocusReader::frontmostApp()
+std::optional<RunningApp> LinuxFocusReader::frontmostApp()
 {
     return m_windows.frontmost();
 }
 
-bool X11FocusReader::isTrusted()
+bool LinuxFocusReader::isTrusted()
 {
     return m_accessibility.isEnabled();
 }
 
-std::optional<FocusedElement> X11FocusReader::focusedElement(const std::optional<RunningApp>& app)
+std::optional<FocusedElement> LinuxFocusReader::focusedElement(const std::optional<RunningApp>& app)
 {
     if (!app) {
         return std::nullopt;
@@ -28,7 +28,7 @@ std::optional<FocusedElement> X11FocusReader::focusedElement(const std::optional
     return m_accessibility.focusedElement(app->processId);
 }
 
-std::optional<QString> X11FocusReader::fallbackSelection(const std::optional<RunningApp>& app)
+std::optional<QString> LinuxFocusReader::fallbackSelection(const std::optional<RunningApp>& app)
 {
     // PRIMARY outlives the selection it came from: trust it only while the frontmost app owns it.
     if (!app || app->processId <= 0 || m_windows.primarySelectionProcess() != app->processId) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "service/AskEvent.h"
+#include "protocol/AskEvent.h"
 
 #include <QByteArray>
 #include <QByteArrayView>

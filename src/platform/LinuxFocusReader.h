@@ -7,10 +7,10 @@ class X11Windows;
 
 // The frontmost window from the window manager, its text through AT-SPI, and the PRIMARY selection
 // for applications without accessibility (terminals).
-class X11FocusReader : public FocusReader
+class LinuxFocusReader : public FocusReader
 {
 public:
-    X11FocusReader(X11Windows& windows, AtspiAccessibility& accessibility);
+    LinuxFocusReader(X11Windows& windows, AtspiAccessibility& accessibility);
 
     std::optional<RunningApp> frontmostApp() override;
     bool isTrusted() override;

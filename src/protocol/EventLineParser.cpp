@@ -1,6 +1,6 @@
-#include "service/EventLineParser.h"
+#include "protocol/EventLineParser.h"
 
-#include "service/FlatJson.h"
+#include "protocol/FlatJson.h"
 
 #include <algorithm>
 
@@ -156,9 +156,12 @@ void EventLineParser::takeData(QByteArrayView json, QList<AskEvent>& out) const
     } fields;
     // One captured pointer keeps the callback inside std::function's own storage: no allocation per line.
     const bool isObject = FlatJson::readObject(json, [fields = &fields](QStringView key, Member&& member) {
-        for (auto [name, slot] : {std::pair{u"t", &fields->t}, {u"route", &fields->route},
-                                  {u"source", &fields->source}, {u"url", &fields->url},
-                                  {u"message", &fields->message}, {u"ms", &fields->ms}}) {
+        for (auto [name, slot] : {std::pair{u"t", &fields->t},
+                                  {u"route", &fields->route},
+                                  {u"source", &fields->source},
+                                  {u"url", &fields->url},
+                                  {u"message", &fields->message},
+                                  {u"ms", &fields->ms}}) {
             if (key == name) {
                 *slot = std::move(member);
                 return;
@@ -175,9 +178,15 @@ void EventLineParser::takeData(QByteArrayView json, QList<AskEvent>& out) const
     };
     const QString unknown = QStringLiteral("?");
     switch (m_name) {
-    case Name::Route: out.append(AskEvents::Route{text(route).value_or(unknown), text(source).value_or(unknown)}); break;
-    case Name::Delta: out.append(AskEvents::Delta{text(t).value_or(QString())}); break;
-    case Name::Reset: out.append(AskEvents::Reset{}); break;
+    case Name::Route:
+        out.append(AskEvents::Route{text(route).value_or(unknown), text(source).value_or(unknown)});
+        break;
+    case Name::Delta:
+        out.append(AskEvents::Delta{text(t).value_or(QString())});
+        break;
+    case Name::Reset:
+        out.append(AskEvents::Reset{});
+        break;
     case Name::Link: {
         const std::optional<QString> address = text(url);
         const QUrl parsed(address.value_or(QString()), QUrl::StrictMode);
@@ -192,7 +201,10 @@ void EventLineParser::takeData(QByteArrayView json, QList<AskEvent>& out) const
         out.append(AskEvents::Done{milliseconds, text(route).value_or(QString())});
         break;
     }
-    case Name::Error: out.append(AskEvents::Failure{text(message).value_or(QStringLiteral("unknown error"))}); break;
-    case Name::Other: break;
+    case Name::Error:
+        out.append(AskEvents::Failure{text(message).value_or(QStringLiteral("unknown error"))});
+        break;
+    case Name::Other:
+        break;
     }
 }
