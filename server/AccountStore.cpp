@@ -98,13 +98,19 @@ std::optional<AccountStore::User> AccountStore::user(const QString& email)
 AccountStore::Outcome<AccountStore::SignedIn>
 AccountStore::login(const QString& email, const QString& password, const DeviceFields& device)
 {
-    const std::lock_guard lock(m_mutex);
-    const AccountState::Account* account = findLocked(normalized(email));
-    if (!account) {
-        PasswordHash::matches(password, decoyHash());
-        return wrongPassword();
+    const QString address = normalized(email);
+    std::optional<QString> stored;
+    {
+        const std::lock_guard lock(m_mutex);
+        if (const AccountState::Account* account = findLocked(address))
+            stored = account->passwordHash;
     }
-    if (!PasswordHash::matches(password, account->passwordHash))
+    // The slow hash runs unlocked, so that a flood of logins does not hold up every other route.
+    if (!PasswordHash::matches(password, stored.value_or(decoyHash())) || !stored)
+        return wrongPassword();
+    const std::lock_guard lock(m_mutex);
+    const AccountState::Account* account = findLocked(address);
+    if (!account)
         return wrongPassword();
     return addDeviceLocked(*account, device);
 }

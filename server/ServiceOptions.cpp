@@ -3,6 +3,7 @@
 #include "upstream/UpstreamOptions.h"
 
 #include <QCommandLineParser>
+#include <QFile>
 
 namespace {
 
@@ -24,6 +25,20 @@ QCommandLineOption option(const QString& name, const QString& description, const
     return QCommandLineOption(name, description, value, defaultValue);
 }
 
+constexpr qint64 maxSecretFileBytes = 4096;
+
+// The first line of a small file that holds a secret; nothing when it cannot be read or holds none.
+std::optional<QString> firstLine(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    const QString line = QString::fromUtf8(file.read(maxSecretFileBytes).split('\n').constFirst()).trimmed();
+    if (line.isEmpty())
+        return std::nullopt;
+    return line;
+}
+
 } // namespace
 
 std::variant<ServiceOptions, ServiceOptions::Help, QString>
@@ -40,15 +55,19 @@ ServiceOptions::parse(const QStringList& arguments)
                              "\"listening on URL\".",
                              "PORT", "8080");
     const auto token = option("token",
-                              "Shared bearer token accepted by v1/ask (also read from "
-                              "TAVRIN_SERVICE_TOKEN).",
+                              "Shared bearer token accepted by v1/ask. Arguments are visible to every local "
+                              "user: prefer --token-file or TAVRIN_SERVICE_TOKEN.",
                               "TOKEN");
+    const auto tokenFile = option("token-file", "File whose first line is the shared bearer token.", "FILE");
     const auto wordDelay =
         option("word-delay", "Pause of the offline engine between words (30 ms).", "MS", "30");
     const auto account =
         option("account", "An account that signs in with this password (repeatable).", "EMAIL:PASSWORD");
     const auto invite = option("invite", "An invite code that creates one account (repeatable).", "CODE");
-    const auto accounts = option("accounts", "JSON file of accounts and invites.", "FILE");
+    const auto accounts = option("accounts",
+                                 "JSON file of accounts and invites (the way to give passwords and invites "
+                                 "that other local users cannot see).",
+                                 "FILE");
     const auto state = option("state",
                               "File that keeps accounts and devices across restarts (default: none, "
                               "in memory).",
@@ -59,8 +78,12 @@ ServiceOptions::parse(const QStringList& arguments)
     const auto pairingTtl =
         option("pairing-ttl", "Lifetime of pairing codes in seconds (300).", "SECONDS", "300");
     const auto openSignup = option("open-signup", "Let new addresses create accounts without an invite.");
-    parser.addOptions({help, host, port, token, wordDelay, account, invite, accounts, state, mailbox,
-                       dailyLimit, pairingTtl, openSignup});
+    const auto googleStandIn =
+        option("dev-google-stand-in",
+               "Development only: serve a stand-in for Google sign-in on which anyone can sign in as any "
+               "existing address, without a password.");
+    parser.addOptions({help, host, port, token, tokenFile, wordDelay, account, invite, accounts, state,
+                       mailbox, dailyLimit, pairingTtl, openSignup, googleStandIn});
     parser.addOptions(UpstreamOptions::all());
     if (!parser.parse(arguments))
         return parser.errorText();
@@ -80,12 +103,24 @@ ServiceOptions::parse(const QStringList& arguments)
         return QStringLiteral("--word-delay needs a number of milliseconds from 0 to %1.")
             .arg(maxWordDelayMs);
     options.wordDelay = std::chrono::milliseconds(*delay);
-    const QString sharedToken =
-        parser.isSet(token) ? parser.value(token) : qEnvironmentVariable("TAVRIN_SERVICE_TOKEN");
-    if (parser.isSet(token) && sharedToken.isEmpty())
-        return QStringLiteral("--token needs a non-empty token.");
+    if (parser.isSet(token) && parser.isSet(tokenFile))
+        return QStringLiteral("Give the shared token once: --token or --token-file.");
+    QString sharedToken = qEnvironmentVariable("TAVRIN_SERVICE_TOKEN");
+    if (parser.isSet(token)) {
+        sharedToken = parser.value(token);
+        if (sharedToken.isEmpty())
+            return QStringLiteral("--token needs a non-empty token.");
+    }
+    if (parser.isSet(tokenFile)) {
+        const std::optional<QString> read = firstLine(parser.value(tokenFile));
+        if (!read)
+            return QStringLiteral("Could not read a token from %1.").arg(parser.value(tokenFile));
+        sharedToken = *read;
+    }
     if (!sharedToken.isEmpty())
         options.token = sharedToken;
+    options.secretsOnCommandLine =
+        parser.isSet(token) || !parser.values(account).isEmpty() || !parser.values(invite).isEmpty();
 
     if (parser.isSet(accounts)) {
         auto read = AccountSeed::readFile(parser.value(accounts));
@@ -111,6 +146,7 @@ ServiceOptions::parse(const QStringList& arguments)
         return QStringLiteral("--pairing-ttl needs a number of seconds from 1 to %1.").arg(maxPairingSeconds);
     options.pairingLifetime = std::chrono::seconds(*lifetime);
     options.openSignup = parser.isSet(openSignup);
+    options.googleStandIn = parser.isSet(googleStandIn);
 
     auto upstream = UpstreamOptions::read(parser);
     if (const QString* problem = std::get_if<QString>(&upstream))

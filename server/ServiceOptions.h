@@ -24,6 +24,10 @@ struct ServiceOptions
     int dailyLimit = 0;  // asks per account and day; 0: no limit
     std::chrono::seconds pairingLifetime{300};
     bool openSignup = false;
+    // The Google stand-in signs anyone in as any existing address: for development only.
+    bool googleStandIn = false;
+    // A password, invite or token was given as an argument, which every local user can read.
+    bool secretsOnCommandLine = false;
 
     // Any account option turns the account half on; without one the service knows only the shared token.
     bool hasAccounts() const

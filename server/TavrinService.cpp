@@ -16,10 +16,12 @@ TavrinService::TavrinService(const ServiceOptions& options, const Clock& clock)
         m_accounts = std::make_unique<Accounts>(
             AccountStore::Settings{options.statePath, options.dailyLimit, options.openSignup},
             options.mailboxPath, options.pairingLifetime, clock);
-        m_accountRoutes = std::make_unique<AccountRoutes>(*m_accounts);
-        m_googleRoutes = std::make_unique<GoogleSignInRoutes>(*m_accounts);
+        m_accountRoutes = std::make_unique<AccountRoutes>(*m_accounts, options.googleStandIn);
         m_accountRoutes->install(m_http->routes());
-        m_googleRoutes->install(m_http->routes());
+        if (options.googleStandIn) {
+            m_googleRoutes = std::make_unique<GoogleSignInRoutes>(*m_accounts);
+            m_googleRoutes->install(m_http->routes());
+        }
     }
     m_askAccess = std::make_unique<AskAccess>(options.token, m_accounts ? &m_accounts->store : nullptr);
     m_askRoute = std::make_unique<AskRoute>(*m_engine, *m_askAccess);

@@ -64,7 +64,12 @@ int main(int argc, char* argv[])
         return usageStatus;
     }
 
-    TavrinService service(std::get<ServiceOptions>(parsed));
+    const auto& options = std::get<ServiceOptions>(parsed);
+    if (options.secretsOnCommandLine)
+        Log::line(
+            QStringLiteral("warning: passwords, invites or tokens given as arguments are visible to every "
+                           "local user; prefer --accounts FILE, --token-file FILE or TAVRIN_SERVICE_TOKEN"));
+    TavrinService service(options);
     // Before the server starts its worker threads, which inherit the blocked signals.
     StopSignals stopSignals;
     if (const std::optional<QString> problem = service.bind()) {
