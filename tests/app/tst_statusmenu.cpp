@@ -1,4 +1,5 @@
 #include "app/StatusMenu.h"
+#include "app/WebPages.h"
 #include "config/Preferences.h"
 
 #include <QApplication>
@@ -127,6 +128,35 @@ private slots:
             action->trigger();
         QCOMPARE(actions.called, (QStringList{"ask", "reply", "autoInsert", "home", "settings", "history",
                                               "pair", "signOut", "accessibility", "quit"}));
+    }
+
+    void webPagesUnderTheServer_data()
+    {
+        QTest::addColumn<QString>("server");
+        QTest::addColumn<QString>("settings");
+        QTest::addColumn<QString>("history");
+        QTest::newRow("no configuration") << QString() << "http://127.0.0.1:8080/app"
+                                          << "http://127.0.0.1:8080/app#history";
+        QTest::newRow("bare host") << "https://tavrin.example"
+                                   << "https://tavrin.example/app"
+                                   << "https://tavrin.example/app#history";
+        QTest::newRow("path with slash") << "https://h.example/base/"
+                                         << "https://h.example/base/app"
+                                         << "https://h.example/base/app#history";
+        QTest::newRow("not an address") << "not a url" << QString() << QString();
+        QTest::newRow("no scheme") << "localhost:8080" << QString() << QString();
+    }
+    void webPagesUnderTheServer()
+    {
+        QFETCH(QString, server);
+        QFETCH(QString, settings);
+        QFETCH(QString, history);
+        std::optional<AgentConfig> config;
+        if (!server.isNull())
+            config = AgentConfig{server, QStringLiteral("t"), std::nullopt};
+        const auto text = [](const std::optional<QUrl>& url) { return url ? url->toString() : QString(); };
+        QCOMPARE(text(WebPages::address(config, WebPages::Page::Settings)), settings);
+        QCOMPARE(text(WebPages::address(config, WebPages::Page::History)), history);
     }
 
     void itemsOfAGoneContextDoNothing()
