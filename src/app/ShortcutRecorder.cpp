@@ -1,6 +1,8 @@
 #include "app/ShortcutRecorder.h"
 
-#include <QDialogButtonBox>
+#include "views/ButtonStyles.h"
+#include "views/Theme.h"
+
 #include <QKeyEvent>
 #include <QLabel>
 #include <QPushButton>
@@ -20,12 +22,11 @@ ShortcutRecorder::ShortcutRecorder(const QKeySequence& current, Attempt attempt,
     m_shortcut->setFont(large);
     m_shortcut->setAccessibleName(QStringLiteral("Shortcut"));
     m_problem->setWordWrap(true);
-    m_problem->setStyleSheet(QStringLiteral("color: #e7000b"));
     m_problem->hide();
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel, this);
+    auto* cancel = new OutlineButtonStyle(QStringLiteral("Cancel"), false, this);
     // The keys go to the recorder, never to the button.
-    buttons->button(QDialogButtonBox::Cancel)->setFocusPolicy(Qt::NoFocus);
-    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    cancel->setFocusPolicy(Qt::NoFocus);
+    connect(cancel, &QPushButton::clicked, this, &QDialog::reject);
 
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(20, 20, 20, 16);
@@ -33,9 +34,10 @@ ShortcutRecorder::ShortcutRecorder(const QKeySequence& current, Attempt attempt,
     layout->addWidget(prompt);
     layout->addWidget(m_shortcut);
     layout->addWidget(m_problem);
-    layout->addWidget(buttons);
+    layout->addWidget(cancel, 0, Qt::AlignRight);
     setMinimumWidth(340);
     setFocusPolicy(Qt::StrongFocus);
+    Theme::follow(this);
 }
 
 void ShortcutRecorder::keyPressEvent(QKeyEvent* event)
@@ -70,6 +72,9 @@ void ShortcutRecorder::keyPressEvent(QKeyEvent* event)
 
 void ShortcutRecorder::showProblem(const QString& text)
 {
+    QPalette palette = m_problem->palette();
+    palette.setColor(QPalette::WindowText, Theme::destructive());
+    m_problem->setPalette(palette);
     m_problem->setText(text);
     m_problem->show();
 }

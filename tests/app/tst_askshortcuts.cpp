@@ -1,9 +1,11 @@
 #include "FakeDesktopPlatform.h"
 #include "app/AskShortcuts.h"
 #include "app/Autostart.h"
+#include "app/ShortcutRecorder.h"
 #include "desktop/HotKey.h"
 
 #include <QFile>
+#include <QLabel>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -96,6 +98,42 @@ private slots:
             HotKey::deliver({HotKey::signature, *id}, true);
         QTRY_COMPARE(asked.count(), 1);
         QCOMPARE(replied.count(), 1);
+    }
+
+    void recorderTriesTheNextCombination()
+    {
+        AskShortcuts shortcuts(m_desktop->shortcuts);
+        shortcuts.install(QKeySequence(QStringLiteral("Alt+Space")));
+        m_desktop->shortcuts.taken = {ctrlAltShiftK};
+        QList<QKeySequence> tried;
+        ShortcutRecorder recorder(shortcuts.shortcut(), [&](const QKeySequence& shortcut) {
+            tried << shortcut;
+            return shortcuts.change(shortcut);
+        });
+        recorder.show();
+        const auto problem = [&] {
+            const QList<QLabel*> labels = recorder.findChildren<QLabel*>();
+            for (const QLabel* label : labels) {
+                if (label->isVisible() && (label->text() == ShortcutRecorder::takenText ||
+                                           label->text() == ShortcutRecorder::unusableText))
+                    return label->text();
+            }
+            return QString();
+        };
+
+        // A modifier on its own is a combination still being pressed.
+        QTest::keyClick(&recorder, Qt::Key_Control, Qt::ControlModifier);
+        QCOMPARE(problem(), QString());
+        QTest::keyClick(&recorder, Qt::Key_F8);
+        QCOMPARE(problem(), ShortcutRecorder::unusableText);
+        QTest::keyClick(&recorder, Qt::Key_K, Qt::ControlModifier | Qt::AltModifier);
+        QCOMPARE(problem(), ShortcutRecorder::takenText);
+        QVERIFY(recorder.isVisible());
+        QTest::keyClick(&recorder, Qt::Key_J, Qt::ControlModifier | Qt::AltModifier);
+        QCOMPARE(recorder.result(), int(QDialog::Accepted));
+        QCOMPARE(tried, (QList<QKeySequence>{QKeySequence(QStringLiteral("Ctrl+Alt+K")),
+                                             QKeySequence(QStringLiteral("Ctrl+Alt+J"))}));
+        QCOMPARE(shortcuts.shortcut(), QKeySequence(QStringLiteral("Ctrl+Alt+J")));
     }
 
     void startAtLoginWritesAndRemovesTheEntry()
