@@ -1,11 +1,17 @@
 #include "FakeDesktopPlatform.h"
 #include "app/AskShortcuts.h"
 #include "app/Autostart.h"
+#include "app/DesktopOptionsView.h"
 #include "app/ShortcutRecorder.h"
+#include "config/Preferences.h"
 #include "desktop/HotKey.h"
 
+#include <QCheckBox>
+#include <QDir>
 #include <QFile>
 #include <QLabel>
+#include <QPushButton>
+#include <QSettings>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -19,7 +25,7 @@ const KeyChord ctrlAltShiftK{Qt::Key_K, Qt::ControlModifier | Qt::AltModifier | 
 
 } // namespace
 
-// The shortcut pair, and the other preference kept outside the settings: start at login.
+// The shortcut pair and its recorder, start at login, and the home window's rows for both.
 class TestAskShortcuts : public QObject
 {
     Q_OBJECT
@@ -134,6 +140,48 @@ private slots:
         QCOMPARE(tried, (QList<QKeySequence>{QKeySequence(QStringLiteral("Ctrl+Alt+K")),
                                              QKeySequence(QStringLiteral("Ctrl+Alt+J"))}));
         QCOMPARE(shortcuts.shortcut(), QKeySequence(QStringLiteral("Ctrl+Alt+J")));
+    }
+
+    void homeRowsFollowTheShortcutAndTheEntry()
+    {
+        QTemporaryDir config;
+        qputenv("XDG_CONFIG_HOME", QFile::encodeName(config.path()));
+        QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, config.path());
+        int changes = 0;
+        DesktopOptionsView view(false, [&] { ++changes; });
+        view.show();
+        const auto shows = [&](const QString& text) {
+            const QList<QLabel*> labels = view.findChildren<QLabel*>();
+            return std::any_of(labels.begin(), labels.end(), [&](const QLabel* label) {
+                return label->isVisible() && label->text() == text;
+            });
+        };
+        QVERIFY(shows(QStringLiteral("Alt+Space")));
+        QVERIFY(
+            shows(QStringLiteral("This desktop shows no status icon. Start Tavrin again to bring this window "
+                                 "back; Alt+Shift+Space replies to copied text; Ctrl+Q quits.")));
+        Preferences::setAskShortcut(QStringLiteral("Ctrl+Alt+K"));
+        QVERIFY(shows(QStringLiteral("Ctrl+Alt+K")));
+        view.findChild<QPushButton*>()->click();
+        QCOMPARE(changes, 1);
+
+        QCheckBox* startAtLogin = view.findChild<QCheckBox*>();
+        QCOMPARE(startAtLogin->accessibleName(), QStringLiteral("Start at login"));
+        startAtLogin->click();
+        QVERIFY(Autostart::isEnabled());
+        startAtLogin->click();
+        QVERIFY(!Autostart::isEnabled());
+        // A folder that cannot be made leaves the box off and says why.
+        QVERIFY(QDir(config.filePath(QStringLiteral("autostart"))).removeRecursively());
+        QFile blocker(config.filePath(QStringLiteral("autostart")));
+        QVERIFY(blocker.open(QIODevice::WriteOnly));
+        blocker.close();
+        startAtLogin->click();
+        QVERIFY(!startAtLogin->isChecked());
+        QVERIFY(shows(QStringLiteral("Cannot create the folder of ") + Autostart::entryPath()));
+        QFile::setPermissions(config.path(),
+                              QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+        Preferences::setAskShortcut(Preferences::defaultAskShortcut);
     }
 
     void startAtLoginWritesAndRemovesTheEntry()
