@@ -1,6 +1,6 @@
-#include "desktop/status/BusAccessibilitySwitch.h"
-#include "desktop/status/RunningQtApps.h"
-#include "desktop/status/SystemVoiceCheck.h"
+#include "platform/BusAccessibilitySwitch.h"
+#include "platform/RunningQtApps.h"
+#include "platform/SystemVoiceCheck.h"
 
 #include <QDBusMessage>
 #include <QDBusVariant>

@@ -1,4 +1,4 @@
-#include "desktop/status/SystemVoiceCheck.h"
+#include "platform/SystemVoiceCheck.h"
 
 #include "desktop/pocketsphinx/PocketSphinxRecognizer.h"
 
