@@ -6,6 +6,7 @@ pkg_check_modules(TAVRIN_GIO REQUIRED IMPORTED_TARGET gio-2.0)
 target_sources(tavrin_platform PRIVATE
   BusAccessibilitySwitch.cpp BusAccessibilitySwitch.h
   GnomeInterfaceSettings.cpp GnomeInterfaceSettings.h
+  MicrophonePortal.cpp MicrophonePortal.h
   RunningQtApps.cpp RunningQtApps.h
   SystemVoiceCheck.cpp SystemVoiceCheck.h
 )
