@@ -42,7 +42,10 @@ private:
             line("link: " + e.url.toString());
         line(e.message);
     }
-    void printOne(const AskEvents::Done& e) { line("\ndone: " + e.route + " in " + QString::number(e.ms) + " ms"); }
+    void printOne(const AskEvents::Done& e)
+    {
+        line("\ndone: " + e.route + " in " + QString::number(e.ms) + " ms");
+    }
     void printOne(const AskEvents::Failure& e)
     {
         failed = true;

@@ -5,12 +5,12 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QUrlQuery>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -21,17 +21,34 @@ QByteArray encodeJsonString(const QString& text)
     out += '"';
     for (const char c : text.toUtf8()) {
         switch (c) {
-        case '"': out += "\\\""; break;
-        case '\\': out += "\\\\"; break;
-        case '/': out += "\\/"; break;
-        case '\n': out += "\\n"; break;
-        case '\r': out += "\\r"; break;
-        case '\t': out += "\\t"; break;
-        case '\b': out += "\\b"; break;
-        case '\f': out += "\\f"; break;
+        case '"':
+            out += "\\\"";
+            break;
+        case '\\':
+            out += "\\\\";
+            break;
+        case '/':
+            out += "\\/";
+            break;
+        case '\n':
+            out += "\\n";
+            break;
+        case '\r':
+            out += "\\r";
+            break;
+        case '\t':
+            out += "\\t";
+            break;
+        case '\b':
+            out += "\\b";
+            break;
+        case '\f':
+            out += "\\f";
+            break;
         default:
             if (static_cast<unsigned char>(c) < 0x20)
-                out += QByteArray("\\u00") + QByteArray::number(static_cast<unsigned char>(c), 16).rightJustified(2, '0');
+                out += QByteArray("\\u00") +
+                       QByteArray::number(static_cast<unsigned char>(c), 16).rightJustified(2, '0');
             else
                 out += c;
         }
@@ -90,10 +107,13 @@ std::optional<AgentConfig> AgentConfig::load()
 {
     // Opened without waiting (a FIFO would wait for a writer) and read only as a regular file of a
     // sensible size: anything else is no configuration, at once.
-    const int descriptor = ::open(QFile::encodeName(fileURL()).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const int descriptor =
+        ::open(QFile::encodeName(fileURL()).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (descriptor < 0)
         return std::nullopt;
-    struct stat info{};
+    struct stat info
+    {
+    };
     QFile file;
     if (::fstat(descriptor, &info) != 0 || !S_ISREG(info.st_mode) || info.st_size > maxFileBytes ||
         !file.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
@@ -128,8 +148,8 @@ std::optional<QUrl> AgentConfig::legacyPairingURL() const
     const auto encodeValue = [](const QString& value) {
         return QString::fromLatin1(QUrl::toPercentEncoding(value));
     };
-    query.setQueryItems({{QStringLiteral("url"), encodeValue(serverURL)},
-                         {QStringLiteral("token"), encodeValue(token)}});
+    query.setQueryItems(
+        {{QStringLiteral("url"), encodeValue(serverURL)}, {QStringLiteral("token"), encodeValue(token)}});
     url.setQuery(query.query(QUrl::FullyEncoded), QUrl::StrictMode);
     if (!url.isValid())
         return std::nullopt;

@@ -42,9 +42,12 @@ std::optional<Error> write(const QString& path, const QByteArray& bytes)
 {
     // QSaveFile would follow a symbolic link and replace whatever it points at; the link itself is
     // replaced instead.
-    struct stat info{};
+    struct stat info
+    {
+    };
     const QByteArray native = QFile::encodeName(path);
-    if (::lstat(native.constData(), &info) == 0 && S_ISLNK(info.st_mode) && ::unlink(native.constData()) != 0) {
+    if (::lstat(native.constData(), &info) == 0 && S_ISLNK(info.st_mode) &&
+        ::unlink(native.constData()) != 0) {
         const int code = errno;
         return fileError(QStringLiteral("Could not replace the link"), path, code,
                          QString::fromLocal8Bit(std::strerror(code)));

@@ -41,7 +41,8 @@ AskStream::AskStream(QNetworkReply* reply) : m_reply(reply)
     // Qt hands the size to the network thread only once the request is under way there; set before,
     // it is lost, so it is set again when the headers have come.
     reply->setReadBufferSize(readBufferBytes);
-    connect(reply, &QNetworkReply::metaDataChanged, this, [this] { m_reply->setReadBufferSize(readBufferBytes); });
+    connect(reply, &QNetworkReply::metaDataChanged, this,
+            [this] { m_reply->setReadBufferSize(readBufferBytes); });
     Http::keepTokenAtHome(reply);
     connect(reply, &QNetworkReply::readyRead, this, &AskStream::readBody);
     connect(reply, &QNetworkReply::finished, this, &AskStream::onFinished);
