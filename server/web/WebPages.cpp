@@ -1,0 +1,27 @@
+#include "WebPages.h"
+
+#include "Accounts.h"
+#include "WebAppRoutes.h"
+#include "WebAssets.h"
+#include "WebSessions.h"
+#include "WebSignInRoutes.h"
+
+WebPages::WebPages(Accounts& accounts, AskHistory* history, bool googleStandIn, const Clock& clock)
+    : m_sessions(std::make_unique<WebSessions>(clock,
+                                               [&accounts](const QString& token) {
+                                                   // A browser session that ran out takes its device with it.
+                                                   if (const auto caller = accounts.store.authenticate(token))
+                                                       accounts.store.revoke(*caller, caller->device);
+                                               })),
+      m_signIn(std::make_unique<WebSignInRoutes>(accounts, *m_sessions, googleStandIn)),
+      m_app(std::make_unique<WebAppRoutes>(accounts, *m_sessions, history, clock))
+{}
+
+WebPages::~WebPages() = default;
+
+void WebPages::install(httplib::Server& server)
+{
+    WebAssets::install(server);
+    m_signIn->install(server);
+    m_app->install(server);
+}

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "Clock.h"
+
+#include <memory>
+
+struct Accounts;
+class AskHistory;
+class WebAppRoutes;
+class WebSessions;
+class WebSignInRoutes;
+
+namespace httplib {
+class Server;
+}
+
+// The service's pages for people in a browser, put together: sign-in, settings and history, and the
+// files they use.
+class WebPages
+{
+public:
+    WebPages(Accounts& accounts, AskHistory* history, bool googleStandIn, const Clock& clock);
+    ~WebPages();
+    WebPages(const WebPages&) = delete;
+    WebPages& operator=(const WebPages&) = delete;
+
+    void install(httplib::Server& server);
+
+private:
+    std::unique_ptr<WebSessions> m_sessions;
+    std::unique_ptr<WebSignInRoutes> m_signIn;
+    std::unique_ptr<WebAppRoutes> m_app;
+};
