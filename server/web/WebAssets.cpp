@@ -31,7 +31,8 @@ body {
   font: 15px/1.5 system-ui, -apple-system, "Segoe UI", "Cantarell", "Noto Sans", sans-serif;
 }
 a { color: inherit; text-underline-offset: 2px; }
-:focus-visible { outline: 2px solid var(--fg); outline-offset: 2px; border-radius: 4px; }
+:focus-visible { outline: 2px solid var(--fg); outline-offset: 2px; }
+input:focus-visible { outline-offset: 1px; }
 .skip { position: absolute; left: -999px; top: 0; }
 .skip:focus { left: 8px; top: 8px; background: var(--card); padding: 6px 10px; z-index: 1; }
 .visually-hidden {
@@ -64,7 +65,7 @@ p { margin: 0 0 12px; }
 
 label { display: block; font-size: 13px; font-weight: 500; margin: 12px 0 4px; }
 input[type=email], input[type=password], input[type=text], input[type=search] {
-  width: 100%; font: inherit; color: var(--fg); background: var(--card);
+  width: 100%; font: inherit; font-size: 15px; color: var(--fg); background: var(--card);
   border: 1px solid var(--border); border-radius: 8px; padding: 7px 10px; min-height: 38px;
 }
 input::placeholder { color: var(--muted-fg); }
@@ -116,7 +117,7 @@ code, .code { font-family: ui-monospace, "DejaVu Sans Mono", monospace; }
 .asks > li { border-top: 1px solid var(--border); padding: 14px 0; }
 .asks > li:last-child { padding-bottom: 0; }
 .ask-head { display: flex; align-items: center; gap: 12px; }
-.ask-meta { font-size: 13px; color: var(--muted-fg); }
+.ask-meta { font-size: 13px; color: var(--muted-fg); display: flex; flex-wrap: wrap; }
 .ask-meta span { white-space: nowrap; }
 .ask-meta span + span::before { content: "·"; margin: 0 6px; }
 .request { font-weight: 500; margin: 4px 0; overflow-wrap: anywhere; }
@@ -169,7 +170,10 @@ const char* const script = R"js("use strict";
   }
 
   if (location.hash) {
-    for (const form of document.querySelectorAll("form[data-keep-place]")) form.action += location.hash;
+    for (const form of document.querySelectorAll("form[data-keep-place]")) {
+      form.action += location.hash;
+      for (const button of form.querySelectorAll("button[formaction]")) button.formAction += location.hash;
+    }
   }
 })();
 )js";

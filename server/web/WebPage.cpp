@@ -165,7 +165,7 @@ QString historyCard(const App& page)
             QStringLiteral("<form class=\"search\" role=\"search\" method=\"get\" action=\"/app#history\">\n"
                            "<label class=\"visually-hidden\" for=\"q\">Search history</label>\n"
                            "<input type=\"search\" id=\"q\" name=\"q\" value=\"%1\" "
-                           "placeholder=\"Words in requests and answers\">\n"
+                           "placeholder=\"Search asks and answers\">\n"
                            "<button class=\"outline\" type=\"submit\">Search</button>\n</form>\n")
                 .arg(e(page.query));
         QString items;
@@ -208,6 +208,13 @@ QString signIn(const SignIn& page)
     QString body = signInHead(QStringLiteral("Sign in to Tavrin"),
                               QStringLiteral("Your devices, your pairing codes and your history.")) +
                    alert(page.error);
+    // One address for both ways in: the code button sends the same form elsewhere, without the password.
+    const QString codeButton =
+        page.emailCodes
+            ? QStringLiteral("<p class=\"or\">or</p>\n"
+                             "<button class=\"outline wide\" type=\"submit\" formaction=\"/signin/code\" "
+                             "formnovalidate>Email me a code</button>\n")
+            : QString();
     body += QStringLiteral(
                 "<form method=\"post\" action=\"/signin/password\" data-keep-place>%1\n"
                 "<label for=\"email\">E-mail</label>\n"
@@ -216,18 +223,8 @@ QString signIn(const SignIn& page)
                 "<label for=\"password\">Password</label>\n"
                 "<input type=\"password\" id=\"password\" name=\"password\" "
                 "autocomplete=\"current-password\" required>\n"
-                "<button class=\"primary wide\" type=\"submit\">Sign in</button>\n</form>\n")
-                .arg(hiddenToken(page.formToken), e(page.email));
-    if (page.emailCodes) {
-        body += QStringLiteral(
-                    "<p class=\"or\">or</p>\n"
-                    "<form method=\"post\" action=\"/signin/code\" data-keep-place>%1\n"
-                    "<label for=\"code-email\">E-mail</label>\n"
-                    "<input type=\"email\" id=\"code-email\" name=\"email\" value=\"%2\" "
-                    "autocomplete=\"email\" required>\n"
-                    "<button class=\"outline wide\" type=\"submit\">Email me a code</button>\n</form>\n")
-                    .arg(hiddenToken(page.formToken), e(page.email));
-    }
+                "<button class=\"primary wide\" type=\"submit\">Sign in</button>\n%3</form>\n")
+                .arg(hiddenToken(page.formToken), e(page.email), codeButton);
     if (page.googleStandIn) {
         body += QStringLiteral("<form method=\"get\" action=\"/signin/google\">"
                                "<button class=\"outline wide\" type=\"submit\">Continue with Google "
