@@ -9,6 +9,8 @@ namespace {
 
 constexpr int maxWordDelayMs = 10000;
 constexpr int maxPairingSeconds = 86400;
+constexpr int maxConnectionCount = 16384;
+constexpr int maxExpiryDays = 3650;
 
 std::optional<int> integer(const QString& text, int low, int high)
 {
@@ -69,9 +71,12 @@ ServiceOptions::parse(const QStringList& arguments)
                                  "that other local users cannot see).",
                                  "FILE");
     const auto state = option("state",
-                              "File that keeps accounts and devices across restarts (default: none, "
-                              "in memory).",
+                              "SQLite database that keeps accounts and devices across restarts (default: "
+                              "none, in memory). A JSON state file of earlier versions is migrated.",
                               "FILE");
+    const auto deviceExpiry =
+        option("device-expiry-days",
+               "Days after which an unused device token stops working; 0 is never (90).", "DAYS", "90");
     const auto mailbox =
         option("mailbox", "File that receives the e-mailed codes (they are logged too).", "FILE");
     const auto dailyLimit = option("daily-limit", "Asks per account and day; 0 is no limit (0).", "N", "0");
@@ -82,6 +87,11 @@ ServiceOptions::parse(const QStringList& arguments)
         option("dev-google-stand-in",
                "Development only: serve a stand-in for Google sign-in on which anyone can sign in as any "
                "existing address, without a password.");
+    const auto maxConnections = option(
+        "max-connections", "Connections served at once (1024); more wait in the listen queue.", "N", "1024");
+    const auto perClient = option("max-connections-per-client",
+                                  "Connections at once from one client address (128).", "N", "128");
+    parser.addOptions({maxConnections, perClient, deviceExpiry});
     const auto history = option("history",
                                 "Keep each account's asks and answers in this SQLite file, for the account's "
                                 "history page (default: none kept).",
@@ -151,8 +161,21 @@ ServiceOptions::parse(const QStringList& arguments)
     if (!lifetime)
         return QStringLiteral("--pairing-ttl needs a number of seconds from 1 to %1.").arg(maxPairingSeconds);
     options.pairingLifetime = std::chrono::seconds(*lifetime);
+    const std::optional<int> expiry = integer(parser.value(deviceExpiry), 0, maxExpiryDays);
+    if (!expiry)
+        return QStringLiteral("--device-expiry-days needs a number of days from 0 to %1.").arg(maxExpiryDays);
+    options.deviceExpiry = std::chrono::days(*expiry);
     options.openSignup = parser.isSet(openSignup);
     options.googleStandIn = parser.isSet(googleStandIn);
+    const std::optional<int> connections = integer(parser.value(maxConnections), 1, maxConnectionCount);
+    if (!connections)
+        return QStringLiteral("--max-connections needs a number from 1 to %1.").arg(maxConnectionCount);
+    options.connections.maxConnections = *connections;
+    const std::optional<int> fromOne = integer(parser.value(perClient), 1, maxConnectionCount);
+    if (!fromOne)
+        return QStringLiteral("--max-connections-per-client needs a number from 1 to %1.")
+            .arg(maxConnectionCount);
+    options.connections.maxConnectionsPerClient = *fromOne;
     options.historyPath = parser.value(history);
     const std::optional<int> keptDays = integer(parser.value(historyDays), 1, 3650);
     if (!keptDays)

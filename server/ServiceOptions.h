@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AccountSeed.h"
+#include "ConnectionLimits.h"
 #include "upstream/UpstreamSettings.h"
 
 #include <QString>
@@ -17,12 +18,14 @@ struct ServiceOptions
     std::optional<QString> token;
     std::chrono::milliseconds wordDelay{30};
     std::optional<UpstreamSettings> upstream; // absent: the offline engine answers
+    ConnectionLimits connections;
 
     AccountSeed seed;
     QString statePath;   // empty: accounts live in memory only
     QString mailboxPath; // empty: e-mailed codes go to the log only
     int dailyLimit = 0;  // asks per account and day; 0: no limit
     std::chrono::seconds pairingLifetime{300};
+    std::chrono::days deviceExpiry{90}; // 0: device tokens never expire
     bool openSignup = false;
     // The Google stand-in signs anyone in as any existing address: for development only.
     bool googleStandIn = false;

@@ -12,12 +12,14 @@
 #include "WebPages.h"
 
 TavrinService::TavrinService(const ServiceOptions& options, const Clock& clock)
-    : m_options(options), m_engine(EngineChoice::make(options)), m_http(std::make_unique<HttpServer>())
+    : m_options(options), m_engine(EngineChoice::make(options)),
+      m_http(std::make_unique<HttpServer>(options.connections))
 {
     if (options.hasAccounts()) {
-        m_accounts = std::make_unique<Accounts>(
-            AccountStore::Settings{options.statePath, options.dailyLimit, options.openSignup},
-            options.mailboxPath, options.pairingLifetime, clock);
+        m_accounts =
+            std::make_unique<Accounts>(AccountStore::Settings{options.statePath, options.dailyLimit,
+                                                              options.openSignup, options.deviceExpiry},
+                                       options.mailboxPath, options.pairingLifetime, clock);
         m_accountRoutes = std::make_unique<AccountRoutes>(*m_accounts, options.googleStandIn);
         m_accountRoutes->install(m_http->routes());
         if (options.googleStandIn) {

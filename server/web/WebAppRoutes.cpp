@@ -83,7 +83,7 @@ void WebAppRoutes::page(const SignedIn& who, const httplib::Request& request, ht
     view.dailyLimit = m_accounts.store.dailyLimit();
     for (const AccountState::Device& device : m_accounts.store.devices(email))
         view.devices.append({device.id, device.name, device.client, device.platform, device.created,
-                             device.id == who.caller.device});
+                             device.lastUsed, device.id == who.caller.device});
     if (!who.session.pairingCode.isEmpty()) {
         const QString code = who.session.pairingCode;
         view.pairing = WebPage::Pairing{

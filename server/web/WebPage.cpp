@@ -92,14 +92,15 @@ QString devicesCard(const App& page)
         const QString nameId = QStringLiteral("device-%1").arg(device.id);
         rows +=
             QStringLiteral("<li>\n<div class=\"grow\"><div class=\"name\" id=\"%1\">%2%3</div>\n"
-                           "<div class=\"hint\">%4 · signed in %5</div></div>\n"
+                           "<div class=\"hint\">%4 · last used %5</div></div>\n"
                            "<form method=\"post\" action=\"/app/devices/%6/revoke\">%7"
                            "<button class=\"outline destructive\" type=\"submit\" aria-describedby=\"%1\">"
                            "Sign out this device</button></form>\n</li>\n")
                 .arg(nameId, e(device.name.isEmpty() ? QStringLiteral("Unnamed device") : device.name),
                      device.current ? QStringLiteral("<span class=\"badge\">This browser</span>") : QString(),
-                     e(kind(device)), readableTime(device.added), QString::number(device.id),
-                     hiddenToken(page.formToken));
+                     e(kind(device)),
+                     readableTime(device.lastUsed.isValid() ? device.lastUsed : device.added),
+                     QString::number(device.id), hiddenToken(page.formToken));
     }
     const QString list = rows.isEmpty() ? QStringLiteral("<p class=\"note\">No device is signed in.</p>\n")
                                         : QStringLiteral("<ul class=\"rows\">\n%1</ul>\n").arg(rows);

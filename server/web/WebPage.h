@@ -29,6 +29,7 @@ struct Device
     QString client;
     QString platform;
     QDateTime added;
+    QDateTime lastUsed; // invalid: not used since it signed in
     bool current = false;
 };
 struct Ask

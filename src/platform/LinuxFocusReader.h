@@ -13,9 +13,11 @@ public:
     LinuxFocusReader(X11Windows& windows, AtspiAccessibility& accessibility);
 
     std::optional<RunningApp> frontmostApp() override;
-    bool isTrusted() override;
-    std::optional<FocusedElement> focusedElement(const std::optional<RunningApp>& app) override;
-    std::optional<QString> fallbackSelection(const std::optional<RunningApp>& app) override;
+    bool isTrusted(QDeadlineTimer deadline) override;
+    std::optional<FocusedElement> focusedElement(const std::optional<RunningApp>& app,
+                                                 QDeadlineTimer deadline) override;
+    std::optional<QString> fallbackSelection(const std::optional<RunningApp>& app,
+                                             QDeadlineTimer deadline) override;
 
 private:
     X11Windows& m_windows;

@@ -16,7 +16,7 @@ const QString warningSign = QStringLiteral("\u26A0\uFE0F");
 Session::Session(DesktopPlatform& desktop, std::unique_ptr<Dictation> dictation,
                  AutoInsertPreference autoInsertPreferred, QObject* parent)
     : QObject(parent), m_desktop(desktop), m_dictation(std::move(dictation)),
-      m_autoInsertPreferred(std::move(autoInsertPreferred))
+      m_autoInsertPreferred(std::move(autoInsertPreferred)), m_capture(desktop.focusReader())
 {}
 
 template <typename T> void Session::assign(T& member, const T& value, void (Session::*changed)())
@@ -64,7 +64,11 @@ void Session::begin(bool listening, bool replyToClipboard)
     cancelStream();
     // Read before the capture, which may use the clipboard itself.
     const std::optional<QString> clipboard = replyToClipboard ? clipboardText() : std::nullopt;
-    m_context = FocusContext::capture(m_desktop.focusReader());
+    // The application is known at once; its text follows when it answers, within the capture's deadline.
+    m_context = m_capture.start(this, [this](const FocusContext& context) {
+        m_context = context;
+        emit contextChanged();
+    });
     emit contextChanged();
     m_copied = clipboard;
     emit copiedChanged();

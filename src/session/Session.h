@@ -1,6 +1,7 @@
 #pragma once
 
 #include "config/AgentConfig.h"
+#include "desktop/FocusCapture.h"
 #include "desktop/FocusContext.h"
 #include "protocol/AskEvent.h"
 
@@ -118,6 +119,7 @@ private:
     DesktopPlatform& m_desktop;
     std::unique_ptr<Dictation> m_dictation;
     AutoInsertPreference m_autoInsertPreferred;
+    FocusCapture m_capture;
     Phase m_phase;
     QString m_request;
     QString m_answer;

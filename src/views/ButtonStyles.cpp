@@ -46,9 +46,25 @@ void StyledButton::pressChanged()
     m_press.start();
 }
 
+namespace {
+
+constexpr int symbolSize = 13;
+constexpr int symbolGap = 6;
+
+} // namespace
+
+void StyledButton::setSymbol(Icons::Symbol symbol)
+{
+    m_symbol = symbol;
+    updateGeometry();
+    update();
+}
+
 QSize StyledButton::sizeHint() const
 {
-    const int labelWidth = QFontMetrics(font()).horizontalAdvance(text());
+    int labelWidth = QFontMetrics(font()).horizontalAdvance(text());
+    if (m_symbol)
+        labelWidth += symbolSize + symbolGap;
     return {labelWidth + 2 * m_padding, faceHeight};
 }
 
@@ -70,7 +86,16 @@ void StyledButton::paintLabel(QPainter& painter, const QRectF& face, const QColo
 {
     painter.setPen(colour);
     painter.setFont(font());
-    painter.drawText(face, Qt::AlignCenter, text());
+    QRectF label = face;
+    if (m_symbol) {
+        const qreal textWidth = QFontMetricsF(font()).horizontalAdvance(text());
+        const qreal left = face.center().x() - (symbolSize + symbolGap + textWidth) / 2;
+        Icons::paint(painter, *m_symbol,
+                     QRectF(left, face.center().y() - symbolSize / 2.0, symbolSize, symbolSize), colour);
+        label.setLeft(left + symbolSize + symbolGap);
+        label.setWidth(textWidth + 1);
+    }
+    painter.drawText(label, Qt::AlignCenter, text());
     if (hasFocus() && focusPolicy() != Qt::NoFocus) {
         QColor ring = Theme::mutedForeground();
         ring.setAlphaF(0.6);
@@ -159,4 +184,59 @@ void IconButton::leaveEvent(QEvent* event)
     m_hovered = false;
     update();
     QAbstractButton::leaveEvent(event);
+}
+
+namespace {
+
+constexpr int boxSize = 14;
+constexpr int boxGap = 6;
+
+} // namespace
+
+ThemedCheckBox::ThemedCheckBox(const QString& text, int pixelSize, QWidget* parent) : QCheckBox(text, parent)
+{
+    QFont labelFont;
+    labelFont.setPixelSize(pixelSize);
+    labelFont.setWeight(QFont::Medium);
+    setFont(labelFont);
+    setCursor(Qt::PointingHandCursor);
+    setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+}
+
+QSize ThemedCheckBox::sizeHint() const
+{
+    const QFontMetrics metrics(font());
+    return {boxSize + boxGap + metrics.horizontalAdvance(text()) + 1, qMax(boxSize, metrics.height()) + 2};
+}
+
+void ThemedCheckBox::paintEvent(QPaintEvent*)
+{
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QRectF box(0.5, (height() - boxSize) / 2.0 + 0.5, boxSize - 1, boxSize - 1);
+    if (isChecked()) {
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(Theme::primary());
+        painter.drawRoundedRect(box, 4, 4);
+        QPainterPath tick;
+        tick.moveTo(box.left() + 3.3, box.center().y() + 0.2);
+        tick.lineTo(box.left() + 5.8, box.bottom() - 3.6);
+        tick.lineTo(box.right() - 3.0, box.top() + 3.6);
+        painter.setPen(QPen(Theme::primaryForeground(), 1.6, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+        painter.setBrush(Qt::NoBrush);
+        painter.drawPath(tick);
+    } else {
+        painter.setPen(QPen(isDown() ? Theme::mutedForeground() : Theme::border(), 1));
+        painter.setBrush(isDown() ? Theme::muted() : Theme::card());
+        painter.drawRoundedRect(box, 4, 4);
+    }
+    if (hasFocus()) {
+        painter.setPen(QPen(Theme::mutedForeground(), 1));
+        painter.setBrush(Qt::NoBrush);
+        painter.drawRoundedRect(box.adjusted(-1.5, -1.5, 1.5, 1.5), 5, 5);
+    }
+    painter.setPen(Theme::foreground());
+    painter.setFont(font());
+    painter.drawText(QRectF(boxSize + boxGap, 0, width() - boxSize - boxGap, height()),
+                     Qt::AlignVCenter | Qt::AlignLeft, text());
 }

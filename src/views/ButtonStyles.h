@@ -3,8 +3,10 @@
 #include "views/Icons.h"
 
 #include <QAbstractButton>
+#include <QCheckBox>
 #include <QPushButton>
 #include <QVariantAnimation>
+#include <optional>
 
 // A text button drawn by the theme instead of the desktop style: 30 pixels high, rounded by 8, with
 // a pressed state that springs in and out. Disabled, it is drawn at 0.4 opacity.
@@ -22,6 +24,8 @@ public:
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override { return sizeHint(); }
     qreal pressedAmount() const { return m_pressedAmount; }
+    // A symbol drawn before the label, in the label's colour.
+    void setSymbol(Icons::Symbol symbol);
 
 signals:
     void pressedAmountChanged();
@@ -40,6 +44,7 @@ private:
     void pressChanged();
 
     int m_padding;
+    std::optional<Icons::Symbol> m_symbol;
     qreal m_pressedAmount = 0;
     QVariantAnimation m_press;
 };
@@ -90,4 +95,20 @@ private:
     Icons::Symbol m_symbol;
     int m_symbolSize;
     bool m_hovered = false;
+};
+
+// A small check box drawn in the theme's colours: a rounded square, filled with the primary colour
+// and ticked when checked.
+class ThemedCheckBox : public QCheckBox
+{
+    Q_OBJECT
+public:
+    ThemedCheckBox(const QString& text, int pixelSize, QWidget* parent = nullptr);
+
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override { return sizeHint(); }
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    bool hitButton(const QPoint& pos) const override { return rect().contains(pos); }
 };

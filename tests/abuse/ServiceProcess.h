@@ -22,6 +22,8 @@ public:
     qint64 pid() const { return m_process.processId(); }
     // Everything logged so far.
     QByteArray log();
+    // Ends the process the hard way (SIGKILL), as a power cut or the OOM killer would.
+    void crash();
     // The highest resident memory of the process so far, in KiB (VmHWM).
     qint64 peakMemoryKiB() const;
 

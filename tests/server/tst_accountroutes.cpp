@@ -1,5 +1,6 @@
 #include "PasswordHash.h"
 #include "RunningService.h"
+#include "Secrets.h"
 
 #include <QFile>
 #include <QJsonArray>
@@ -393,6 +394,63 @@ private slots:
         QCOMPARE(get("v1/me", revoked).status, 401);
         QVERIFY(!signIn().isEmpty());
         QCOMPARE(complete(consent("email=dee@example.com").queryItemValue("ticket"), invite).status, 403);
+    }
+
+    void jsonStateIsMigrated()
+    {
+        const QString token = QStringLiteral("tv_migrated-token");
+        const QJsonObject json{
+            {"version", 1},
+            {"accounts", QJsonArray{QJsonObject{{"email", ana},
+                                                {"password_pbkdf2", PasswordHash::make(anaPassword)},
+                                                {"plan", "pro"},
+                                                {"role", "admin"}}}},
+            {"devices", QJsonArray{QJsonObject{{"id", 4},
+                                               {"email", ana},
+                                               {"token_sha256", Secrets::digest(token)},
+                                               {"name", "old laptop"},
+                                               {"client", "app"},
+                                               {"platform", "mac"},
+                                               {"created", "2026-03-01T10:00:00Z"}}}},
+            {"next_device", 7},
+            {"used_invites_sha256", QJsonArray{Secrets::digest(invite)}},
+            {"usage", QJsonObject{}}};
+        ServiceOptions migrating;
+        migrating.statePath = m_dir.filePath("migrating.state");
+        migrating.seed.invites = {invite};
+        migrating.googleStandIn = true;
+        QFile file(migrating.statePath);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(QJsonDocument(json).toJson()) > 0);
+        file.close();
+        start(migrating);
+        QVERIFY(QFile::exists(migrating.statePath + ".json-before-sqlite"));
+        QCOMPARE(emailOf(get("v1/me", token)), ana);
+        QCOMPARE(complete(consent("email=cy@example.com").queryItemValue("ticket"), invite).status, 403);
+        const QString fresh = signIn();
+        QCOMPARE(get("v1/devices", fresh).json()["current"].toInt(), 7);
+        m_running.reset();
+        start(migrating);
+        QCOMPARE(emailOf(get("v1/me", token)), ana);
+        QCOMPARE(emailOf(get("v1/me", fresh)), ana);
+    }
+
+    void unusedDevicesExpire()
+    {
+        ServiceOptions expiring = options();
+        expiring.statePath = m_dir.filePath("expiring.state");
+        expiring.deviceExpiry = std::chrono::days(30);
+        start(expiring);
+        const QString used = signIn();
+        const QString unused = signIn();
+        m_time.advance(std::chrono::days(20));
+        QCOMPARE(get("v1/me", used).status, 200);
+        m_time.advance(std::chrono::days(20));
+        QCOMPARE(get("v1/me", used).status, 200);
+        QCOMPARE(get("v1/me", unused).status, 401);
+        m_running.reset();
+        start(expiring);
+        QCOMPARE(get("v1/me", used).status, 200);
+        QCOMPARE(get("v1/devices", used).json()["devices"].toArray().size(), 1);
     }
 
     void unreadableStateStopsTheStart()

@@ -95,6 +95,25 @@ private slots:
         QCOMPARE(lastSent().value("app").toString(), QStringLiteral("Mousepad"));
     }
 
+    void selectionArrivesAfterTheApplicationAndIsSent()
+    {
+        m_desktop->reader.element =
+            FocusedElement{QStringLiteral("two"), QStringLiteral("one two three"), TextRange{4, 3}};
+        QSignalSpy contextChanges(m_session.get(), &Session::contextChanged);
+        m_session->begin(false, false);
+        QCOMPARE(m_session->context().app->name, QStringLiteral("Mousepad"));
+        QTRY_COMPARE(m_session->context().selection, QStringLiteral("two"));
+        QCOMPARE(contextChanges.count(), 2);
+
+        answerWith(helloAnswer);
+        m_session->setRequest(QStringLiteral("explain"));
+        m_session->send();
+        QTRY_COMPARE(phase(), Phase::Answer);
+        QCOMPARE(lastSent().value("selection").toString(), QStringLiteral("two"));
+        QCOMPARE(lastSent().value("before").toString(), QStringLiteral("one "));
+        QCOMPARE(lastSent().value("after").toString(), QStringLiteral(" three"));
+    }
+
     void emptyRequestsAreIgnored_data()
     {
         QTest::addColumn<QString>("clipboard");

@@ -21,12 +21,12 @@ public:
     int fallbackReads = 0;
 
     std::optional<RunningApp> frontmostApp() override { return app; }
-    bool isTrusted() override { return trusted; }
-    std::optional<FocusedElement> focusedElement(const std::optional<RunningApp>&) override
+    bool isTrusted(QDeadlineTimer) override { return trusted; }
+    std::optional<FocusedElement> focusedElement(const std::optional<RunningApp>&, QDeadlineTimer) override
     {
         return element;
     }
-    std::optional<QString> fallbackSelection(const std::optional<RunningApp>&) override
+    std::optional<QString> fallbackSelection(const std::optional<RunningApp>&, QDeadlineTimer) override
     {
         ++fallbackReads;
         return fallback;
