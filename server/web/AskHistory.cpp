@@ -71,14 +71,16 @@ AskHistory::~AskHistory()
 std::optional<QString> AskHistory::open()
 {
     const std::lock_guard lock(m_mutex);
-    // Created owner-only before SQLite opens it: the history holds what people wrote.
+    // Owner-only from the start, and an older file made so: the history holds what people wrote. SQLite
+    // gives its journal files the same permissions.
+    const QFile::Permissions ownerOnly = QFile::ReadOwner | QFile::WriteOwner;
     QFile file(m_path);
     if (!file.exists()) {
-        if (!file.open(QIODevice::WriteOnly))
+        if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly, ownerOnly))
             return QStringLiteral("cannot create the history file %1: %2").arg(m_path, file.errorString());
         file.close();
     }
-    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
+    file.setPermissions(ownerOnly);
     if (sqlite3_open_v2(QFile::encodeName(m_path).constData(), &m_db,
                         SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX, nullptr) != SQLITE_OK)
         return QStringLiteral("cannot open the history file %1: %2").arg(m_path, lastErrorLocked());
