@@ -116,13 +116,14 @@ QString pairingCard(const App& page)
     QString shown;
     if (page.pairing) {
         const qint64 left = page.pairing->secondsLeft;
-        shown = QStringLiteral("<div class=\"pairing\" id=\"pairing-code\">\n%1\n<div>\n"
-                               "<p class=\"code\" aria-label=\"Pairing code\">%2</p>\n"
-                               "<p class=\"hint\" id=\"countdown\" role=\"timer\" data-seconds=\"%3\">"
-                               "Expires in %4:%5</p>\n</div>\n</div>\n")
-                    .arg(page.pairing->qrSvg, e(page.pairing->code), QString::number(left),
-                         QString::number(left / 60),
-                         QStringLiteral("%1").arg(left % 60, 2, 10, QLatin1Char('0')));
+        shown =
+            QStringLiteral("<div class=\"pairing\" id=\"pairing-code\">\n%1\n<div>\n"
+                           "<p class=\"code\"><span class=\"visually-hidden\">Pairing code: </span>%2</p>\n"
+                           "<p class=\"hint\" id=\"countdown\" role=\"timer\" data-seconds=\"%3\">"
+                           "Expires in %4:%5</p>\n</div>\n</div>\n")
+                .arg(page.pairing->qrSvg, e(page.pairing->code), QString::number(left),
+                     QString::number(left / 60),
+                     QStringLiteral("%1").arg(left % 60, 2, 10, QLatin1Char('0')));
     }
     return QStringLiteral(
                "<section class=\"card\" id=\"pairing\" aria-labelledby=\"pairing-title\">\n"

@@ -141,6 +141,26 @@ class Browser:
             raise BrowserError(f"nothing to click: {expression}")
         self.wait_event("Page.loadEventFired")
 
+    KEYS = {"Tab": 9, "Enter": 13}
+
+    def press(self, key, wait_for_page=False):
+        """Presses a key as a person would; with wait_for_page, waits for the page that follows."""
+        self.events = [e for e in self.events if e.get("method") != "Page.loadEventFired"]
+        code = self.KEYS[key]
+        text = "\r" if key == "Enter" else ""
+        self.call("Input.dispatchKeyEvent", {"type": "keyDown", "key": key, "code": key, "text": text,
+                                             "windowsVirtualKeyCode": code})
+        self.call("Input.dispatchKeyEvent", {"type": "keyUp", "key": key, "code": key,
+                                             "windowsVirtualKeyCode": code})
+        if wait_for_page:
+            self.wait_event("Page.loadEventFired")
+
+    def type(self, text):
+        self.call("Input.insertText", {"text": text})
+
+    def focused(self):
+        return self.evaluate("document.activeElement && (document.activeElement.id || document.activeElement.textContent.trim())")
+
     def fill(self, selector, value):
         self.evaluate(f"document.querySelector({json.dumps(selector)}).value = {json.dumps(value)}")
 

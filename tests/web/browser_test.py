@@ -103,11 +103,18 @@ def run(binary, shots):
         check(not unlabelled_controls(browser), f"unlabelled: {unlabelled_controls(browser)}")
         if shots:
             capture(browser, shots, "signin")
-        browser.fill("#email", EMAIL)
-        browser.fill("#password", PASSWORD)
-        browser.submit("document.querySelector('form[action*=\"/signin/password\"] button')")
+        # By keyboard alone: the address field has the focus, Tab leads to the password, Return signs in.
+        check(browser.focused() == "email", f"the sign-in page starts at {browser.focused()!r}")
+        browser.type(EMAIL)
+        browser.press("Tab")
+        check(browser.focused() == "password", f"Tab led to {browser.focused()!r}")
+        browser.type(PASSWORD)
+        browser.press("Enter", wait_for_page=True)
         check(browser.location() == "/app#history", f"signed in, the browser is at {browser.location()}")
         check(not unlabelled_controls(browser), f"unlabelled: {unlabelled_controls(browser)}")
+        # Opened at #history, the keyboard starts there: the first Tab reaches the search field.
+        browser.press("Tab")
+        check(browser.focused() == "q", f"the first Tab reached {browser.focused()!r}")
 
         names = device_names(browser)
         check("Work laptop" in names and "Home desktop" in names, f"devices shown: {names}")
