@@ -30,6 +30,8 @@ TavrinService::TavrinService(const ServiceOptions& options, const Clock& clock)
             m_history = std::make_unique<AskHistory>(options.historyPath, options.historyRetention, clock);
         m_webPages = std::make_unique<WebPages>(*m_accounts, m_history.get(), options.googleStandIn, clock);
         m_webPages->install(m_http->routes());
+    } else {
+        WebPages::installWithoutAccounts(m_http->routes());
     }
     m_askAccess = std::make_unique<AskAccess>(options.token, m_accounts ? &m_accounts->store : nullptr);
     m_askRoute = std::make_unique<AskRoute>(*m_engine, *m_askAccess, m_history.get());

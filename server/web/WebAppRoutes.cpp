@@ -17,10 +17,7 @@ namespace {
 QString pairingLink(const httplib::Request& request, const QString& code)
 {
     QUrlQuery query;
-    query.addQueryItem(
-        QStringLiteral("server"),
-        (WebForm::overHttps(request) ? QStringLiteral("https://") : QStringLiteral("http://")) +
-            QString::fromStdString(request.get_header_value("Host")));
+    query.addQueryItem(QStringLiteral("server"), WebForm::origin(request));
     query.addQueryItem(QStringLiteral("code"), code);
     QUrl link;
     link.setScheme(QStringLiteral("morvik"));
@@ -94,7 +91,7 @@ void WebAppRoutes::page(const SignedIn& who, const httplib::Request& request, ht
     if (m_history) {
         view.retentionDays = static_cast<int>(m_history->retention().count());
         view.query = QString::fromStdString(request.get_param_value("q")).left(200);
-        for (const AskHistory::Entry& entry : m_history->entries(email, view.query))
+        for (const AskHistory::Entry& entry : m_history->entries(email, view.query, WebPage::App::mostShown))
             view.asks.append({entry.id, entry.at, entry.app, entry.request, entry.answer, entry.route});
     }
     WebForm::html(response, 200, WebPage::app(view));

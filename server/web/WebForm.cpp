@@ -49,15 +49,20 @@ bool overHttps(const httplib::Request& request)
     return header(request, "X-Forwarded-Proto").compare(QLatin1String("https"), Qt::CaseInsensitive) == 0;
 }
 
+QString origin(const httplib::Request& request)
+{
+    // A reverse proxy that passes its own address as Host names the browser's in X-Forwarded-Host.
+    const QString forwarded = header(request, "X-Forwarded-Host");
+    return (overHttps(request) ? QStringLiteral("https://") : QStringLiteral("http://")) +
+           (forwarded.isEmpty() ? header(request, "Host") : forwarded);
+}
+
 bool sameSite(const httplib::Request& request, const QString& formToken, const QString& expectedToken)
 {
     if (expectedToken.isEmpty() || !Secrets::same(formToken, expectedToken))
         return false;
-    if (request.has_header("Origin")) {
-        const QString ours = (overHttps(request) ? QStringLiteral("https://") : QStringLiteral("http://")) +
-                             header(request, "Host");
-        return header(request, "Origin") == ours;
-    }
+    if (request.has_header("Origin"))
+        return header(request, "Origin") == origin(request);
     // Browsers that send no Origin still say where a request comes from.
     const QString site = header(request, "Sec-Fetch-Site");
     return site.isEmpty() || site == QLatin1String("same-origin");

@@ -20,6 +20,8 @@ QHash<QString, QString> fields(const httplib::Request& request);
 QString cookie(const httplib::Request& request, const char* name);
 // Whether the browser reached us over https (directly or through a proxy that says so).
 bool overHttps(const httplib::Request& request);
+// This site as the browser sees it, like "https://tavrin.example.com".
+QString origin(const httplib::Request& request);
 // Whether a state-changing request comes from our own pages: the browser's Origin (or its
 // Sec-Fetch-Site) names this site, and the form carries the expected token back.
 bool sameSite(const httplib::Request& request, const QString& formToken, const QString& expectedToken);

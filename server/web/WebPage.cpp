@@ -187,9 +187,13 @@ QString historyCard(const App& page)
             body += QStringLiteral("<ul class=\"asks\">\n%1</ul>\n").arg(items);
         else if (page.query.isEmpty())
             body += QStringLiteral("<p class=\"note\">No asks yet. Each answer you get is kept here.</p>\n");
+        const QString shown =
+            page.asks.size() >= App::mostShown
+                ? QStringLiteral("Showing the newest %1; search to find older ones. ").arg(App::mostShown)
+                : QString();
         body +=
-            QStringLiteral("<div class=\"history-foot\"><p class=\"hint\">Asks are kept for %1 days.</p>\n")
-                .arg(page.retentionDays);
+            QStringLiteral("<div class=\"history-foot\"><p class=\"hint\">%1Asks are kept for %2 days.</p>\n")
+                .arg(shown, QString::number(page.retentionDays));
         if (!page.asks.isEmpty() || !page.query.isEmpty())
             body += QStringLiteral("<form method=\"post\" action=\"/app/history/delete-all\" "
                                    "data-confirm=\"Delete your whole history? This cannot be undone.\">%1"
@@ -289,11 +293,12 @@ QString app(const App& page)
 
 QString message(const QString& title, const QString& text, const QString& backPath, const QString& backText)
 {
-    return shell(
-        title, {}, QStringLiteral("narrow"),
-        QStringLiteral("<div class=\"card\">\n%1\n<h1>%2</h1>\n<p>%3</p>\n<p><a href=\"%4\">%5</a></p>\n"
-                       "</div>\n")
-            .arg(WebAssets::mark(), e(title), e(text), e(backPath), e(backText)));
+    const QString back = backPath.isEmpty()
+                             ? QString()
+                             : QStringLiteral("<p><a href=\"%1\">%2</a></p>\n").arg(e(backPath), e(backText));
+    return shell(title, {}, QStringLiteral("narrow"),
+                 QStringLiteral("<div class=\"card\">\n%1\n<h1>%2</h1>\n<p>%3</p>\n%4</div>\n")
+                     .arg(WebAssets::mark(), e(title), e(text), back));
 }
 
 } // namespace WebPage

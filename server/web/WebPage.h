@@ -49,6 +49,7 @@ struct Pairing
 };
 struct App
 {
+    static constexpr int mostShown = 200; // asks on one page
     QString formToken;
     QString email;
     QString plan;
@@ -63,7 +64,7 @@ struct App
 };
 QString app(const App& page);
 
-// A short page for a failure or an outcome, with a way back.
+// A short page for a failure or an outcome, with a way back unless the path is empty.
 QString message(const QString& title, const QString& text, const QString& backPath, const QString& backText);
 
 } // namespace WebPage

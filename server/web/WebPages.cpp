@@ -3,8 +3,12 @@
 #include "Accounts.h"
 #include "WebAppRoutes.h"
 #include "WebAssets.h"
+#include "WebForm.h"
+#include "WebPage.h"
 #include "WebSessions.h"
 #include "WebSignInRoutes.h"
+
+#include <httplib.h>
 
 WebPages::WebPages(Accounts& accounts, AskHistory* history, bool googleStandIn, const Clock& clock)
     : m_sessions(std::make_unique<WebSessions>(clock,
@@ -24,4 +28,19 @@ void WebPages::install(httplib::Server& server)
     WebAssets::install(server);
     m_signIn->install(server);
     m_app->install(server);
+}
+
+void WebPages::installWithoutAccounts(httplib::Server& server)
+{
+    WebAssets::install(server);
+    const auto noAccounts = [](const httplib::Request&, httplib::Response& response) {
+        WebForm::html(
+            response, 404,
+            WebPage::message(QStringLiteral("No accounts here"),
+                             QStringLiteral("This Tavrin service is used with a shared token only, so it "
+                                            "has no accounts, devices or history to show."),
+                             {}, {}));
+    };
+    for (const char* path : {"/", "/app", "/signin"})
+        server.Get(path, noAccounts);
 }

@@ -25,6 +25,8 @@ public:
     WebPages& operator=(const WebPages&) = delete;
 
     void install(httplib::Server& server);
+    // For a service with a shared token only: the pages say there is no account to show.
+    static void installWithoutAccounts(httplib::Server& server);
 
 private:
     std::unique_ptr<WebSessions> m_sessions;

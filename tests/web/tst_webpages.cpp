@@ -233,12 +233,11 @@ private slots:
     {
         QFETCH(bool, https);
         start(options(false));
+        // A proxy in front that speaks https and passes its own address as Host.
         const QList<std::pair<QByteArray, QByteArray>> proxy =
             https ? QList<std::pair<QByteArray, QByteArray>>{{"X-Forwarded-Proto", "https"},
-                                                             {"Origin", m_running->service()
-                                                                            .url()
-                                                                            .replace("http:", "https:")
-                                                                            .toUtf8()}}
+                                                             {"X-Forwarded-Host", "tavrin.example.com"},
+                                                             {"Origin", "https://tavrin.example.com"}}
                   : QList<std::pair<QByteArray, QByteArray>>{};
         const Page signedIn = signInBrowser(ana, anaPassword, proxy);
         QCOMPARE(signedIn.status, 303);
@@ -506,6 +505,17 @@ private slots:
         QVERIFY(page.contains(QStringLiteral("History is off")));
         QVERIFY(!page.contains(QStringLiteral("make it shorter")));
         QCOMPARE(action(QStringLiteral("app/history/delete-all")).status, 404);
+    }
+
+    void aServiceWithoutAccountsSaysSo()
+    {
+        ServiceOptions sharedTokenOnly;
+        sharedTokenOnly.token = QStringLiteral("shared");
+        start(sharedTokenOnly);
+        const Page page = m_browser->get(url("app"));
+        QCOMPARE(page.status, 404);
+        QVERIFY(page.text().contains(QStringLiteral("shared token only")));
+        QVERIFY(page.policy.contains("default-src 'none'"));
     }
 
     void browserNames_data()
