@@ -61,6 +61,8 @@ p { margin: 0 0 12px; }
   padding: 20px; margin: 0 0 16px;
 }
 .card > header { margin-bottom: 12px; }
+.card > :last-child { margin-bottom: 0; }
+form + .hint { margin-top: 16px; }
 .card > header p { margin: 0; }
 
 label { display: block; font-size: 13px; font-weight: 500; margin: 12px 0 4px; }

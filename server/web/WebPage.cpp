@@ -221,16 +221,19 @@ QString signIn(const SignIn& page)
                              "<button class=\"outline wide\" type=\"submit\" formaction=\"/signin/code\" "
                              "formnovalidate>Email me a code</button>\n")
             : QString();
+    // After a failed try the address is filled in, so the keyboard starts at the password.
     body += QStringLiteral(
                 "<form method=\"post\" action=\"/signin/password\" data-keep-place>%1\n"
                 "<label for=\"email\">E-mail</label>\n"
                 "<input type=\"email\" id=\"email\" name=\"email\" value=\"%2\" autocomplete=\"username\" "
-                "required autofocus>\n"
+                "required%4>\n"
                 "<label for=\"password\">Password</label>\n"
                 "<input type=\"password\" id=\"password\" name=\"password\" "
-                "autocomplete=\"current-password\" required>\n"
+                "autocomplete=\"current-password\" required%5>\n"
                 "<button class=\"primary wide\" type=\"submit\">Sign in</button>\n%3</form>\n")
-                .arg(hiddenToken(page.formToken), e(page.email), codeButton);
+                .arg(hiddenToken(page.formToken), e(page.email), codeButton,
+                     page.email.isEmpty() ? QStringLiteral(" autofocus") : QString(),
+                     page.email.isEmpty() ? QString() : QStringLiteral(" autofocus"));
     if (page.googleStandIn) {
         body += QStringLiteral("<form method=\"get\" action=\"/signin/google\">"
                                "<button class=\"outline wide\" type=\"submit\">Continue with Google "
