@@ -5,11 +5,11 @@
 #include "AskAccess.h"
 #include "AskHistory.h"
 #include "AskRoute.h"
+#include "BrowserPages.h"
 #include "EngineChoice.h"
 #include "GoogleSignInRoutes.h"
 #include "HttpServer.h"
 #include "Log.h"
-#include "WebPages.h"
 
 TavrinService::TavrinService(const ServiceOptions& options, const Clock& clock)
     : m_options(options), m_engine(EngineChoice::make(options)),
@@ -28,10 +28,11 @@ TavrinService::TavrinService(const ServiceOptions& options, const Clock& clock)
         }
         if (!options.historyPath.isEmpty())
             m_history = std::make_unique<AskHistory>(options.historyPath, options.historyRetention, clock);
-        m_webPages = std::make_unique<WebPages>(*m_accounts, m_history.get(), options.googleStandIn, clock);
-        m_webPages->install(m_http->routes());
+        m_browserPages =
+            std::make_unique<BrowserPages>(*m_accounts, m_history.get(), options.googleStandIn, clock);
+        m_browserPages->install(m_http->routes());
     } else {
-        WebPages::installWithoutAccounts(m_http->routes());
+        BrowserPages::installWithoutAccounts(m_http->routes());
     }
     m_askAccess = std::make_unique<AskAccess>(options.token, m_accounts ? &m_accounts->store : nullptr);
     m_askRoute = std::make_unique<AskRoute>(*m_engine, *m_askAccess, m_history.get());

@@ -9,12 +9,12 @@
 
 class AccountRoutes;
 class AnswerEngine;
-class AskHistory;
 class AskAccess;
+class AskHistory;
 class AskRoute;
+class BrowserPages;
 class GoogleSignInRoutes;
 class HttpServer;
-class WebPages;
 struct Accounts;
 
 // The whole service put together from its options: engine, accounts, access rules, routes and the
@@ -48,7 +48,7 @@ private:
     std::unique_ptr<AskRoute> m_askRoute;
     std::unique_ptr<AccountRoutes> m_accountRoutes;
     std::unique_ptr<GoogleSignInRoutes> m_googleRoutes;
-    std::unique_ptr<WebPages> m_webPages;
+    std::unique_ptr<BrowserPages> m_browserPages;
     // Last, so that it stops serving before anything its routes use goes away.
     std::unique_ptr<HttpServer> m_http;
 };

@@ -16,13 +16,13 @@ class Server;
 
 // The service's pages for people in a browser, put together: sign-in, settings and history, and the
 // files they use.
-class WebPages
+class BrowserPages
 {
 public:
-    WebPages(Accounts& accounts, AskHistory* history, bool googleStandIn, const Clock& clock);
-    ~WebPages();
-    WebPages(const WebPages&) = delete;
-    WebPages& operator=(const WebPages&) = delete;
+    BrowserPages(Accounts& accounts, AskHistory* history, bool googleStandIn, const Clock& clock);
+    ~BrowserPages();
+    BrowserPages(const BrowserPages&) = delete;
+    BrowserPages& operator=(const BrowserPages&) = delete;
 
     void install(httplib::Server& server);
     // For a service with a shared token only: the pages say there is no account to show.

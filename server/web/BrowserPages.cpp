@@ -1,4 +1,4 @@
-#include "WebPages.h"
+#include "BrowserPages.h"
 
 #include "Accounts.h"
 #include "WebAppRoutes.h"
@@ -10,7 +10,7 @@
 
 #include <httplib.h>
 
-WebPages::WebPages(Accounts& accounts, AskHistory* history, bool googleStandIn, const Clock& clock)
+BrowserPages::BrowserPages(Accounts& accounts, AskHistory* history, bool googleStandIn, const Clock& clock)
     : m_sessions(std::make_unique<WebSessions>(clock,
                                                [&accounts](const QString& token) {
                                                    // A browser session that ran out takes its device with it.
@@ -21,16 +21,16 @@ WebPages::WebPages(Accounts& accounts, AskHistory* history, bool googleStandIn, 
       m_app(std::make_unique<WebAppRoutes>(accounts, *m_sessions, history, clock))
 {}
 
-WebPages::~WebPages() = default;
+BrowserPages::~BrowserPages() = default;
 
-void WebPages::install(httplib::Server& server)
+void BrowserPages::install(httplib::Server& server)
 {
     WebAssets::install(server);
     m_signIn->install(server);
     m_app->install(server);
 }
 
-void WebPages::installWithoutAccounts(httplib::Server& server)
+void BrowserPages::installWithoutAccounts(httplib::Server& server)
 {
     WebAssets::install(server);
     const auto noAccounts = [](const httplib::Request&, httplib::Response& response) {
