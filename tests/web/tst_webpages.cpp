@@ -507,6 +507,35 @@ private slots:
         QCOMPARE(action(QStringLiteral("app/history/delete-all")).status, 404);
     }
 
+    void filesOfThePagesComeFromTheBinary_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QByteArray>("type");
+        QTest::addColumn<QByteArray>("sample");
+        QTest::newRow("style") << "web/style.css" << QByteArray("text/css")
+                               << QByteArray("prefers-color-scheme: dark");
+        QTest::newRow("script") << "web/pages.js" << QByteArray("text/javascript")
+                                << QByteArray("\"use strict\"");
+        QTest::newRow("icon") << "web/mark.svg" << QByteArray("image/svg+xml") << QByteArray("<svg");
+    }
+    void filesOfThePagesComeFromTheBinary()
+    {
+        QFETCH(QString, path);
+        QFETCH(QByteArray, type);
+        QFETCH(QByteArray, sample);
+        start(options(false));
+        QNetworkAccessManager network;
+        QNetworkReply* reply = network.get(QNetworkRequest(QUrl(url(path))));
+        QSignalSpy finished(reply, &QNetworkReply::finished);
+        QVERIFY(finished.wait(10000));
+        QCOMPARE(reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), 200);
+        QVERIFY(reply->header(QNetworkRequest::ContentTypeHeader).toByteArray().startsWith(type));
+        QCOMPARE(reply->rawHeader("X-Content-Type-Options"), QByteArray("nosniff"));
+        QVERIFY(reply->readAll().contains(sample));
+        reply->deleteLater();
+        QCOMPARE(m_browser->get(url({})).location, QByteArray("/app"));
+    }
+
     void aServiceWithoutAccountsSaysSo()
     {
         ServiceOptions sharedTokenOnly;
