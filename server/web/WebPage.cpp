@@ -216,11 +216,9 @@ QString signIn(const SignIn& page)
                    alert(page.error);
     // One address for both ways in: the code button sends the same form elsewhere, without the password.
     const QString codeButton =
-        page.emailCodes
-            ? QStringLiteral("<p class=\"or\">or</p>\n"
-                             "<button class=\"outline wide\" type=\"submit\" formaction=\"/signin/code\" "
-                             "formnovalidate>Email me a code</button>\n")
-            : QString();
+        QStringLiteral("<p class=\"or\">or</p>\n"
+                       "<button class=\"outline wide\" type=\"submit\" "
+                       "formaction=\"/signin/code\" formnovalidate>Email me a code</button>\n");
     // After a failed try the address is filled in, so the keyboard starts at the password.
     body += QStringLiteral(
                 "<form method=\"post\" action=\"/signin/password\" data-keep-place>%1\n"

@@ -15,7 +15,6 @@ struct SignIn
     QString email;
     QString error;
     bool googleStandIn = false;
-    bool emailCodes = true;
 };
 QString signIn(const SignIn& page);
 // The second step of a code sign-in: the code sent to `email`.

@@ -233,7 +233,7 @@ QString WebSignInRoutes::formToken(const httplib::Request& request, httplib::Res
 WebPage::SignIn WebSignInRoutes::form(const httplib::Request& request, httplib::Response& response,
                                       const QString& email, const QString& error)
 {
-    return {formToken(request, response), email, error, m_googleStandIn, true};
+    return {formToken(request, response), email, error, m_googleStandIn};
 }
 
 void WebSignInRoutes::refuse(const httplib::Request& request, httplib::Response& response, int status,
