@@ -388,14 +388,17 @@ QWidget* PanelView::buildAdjustRow()
     connect(m_longer, &QAbstractButton::clicked, this, [this] { m_session.refine(longerInstruction); });
     auto* box = new OutlinedBox(m_adjustRow);
     auto* boxLayout = row(box, 0);
-    boxLayout->setContentsMargins(10, 0, 10, 0);
+    boxLayout->setContentsMargins(8, 0, 8, 0);
     m_adjustField = new QLineEdit(box);
     m_adjustField->setFrame(false);
     m_adjustField->setFont(pixelFont(13));
     m_adjustField->setPlaceholderText(tr("Adjust\u2026 e.g. more formal, in Cantonese"));
     m_adjustField->setAccessibleName(tr("Adjust the answer"));
     m_adjustField->setAttribute(Qt::WA_MacShowFocusRect, false);
-    m_adjustField->setStyleSheet(QStringLiteral("QLineEdit { background: transparent; }"));
+    // Only the background is the field's own; every other colour follows the panel's theme.
+    QPalette clear;
+    clear.setColor(QPalette::Base, Qt::transparent);
+    m_adjustField->setPalette(clear);
     boxLayout->addWidget(m_adjustField);
     connect(m_adjustField, &QLineEdit::textEdited, this,
             [this](const QString& text) { m_session.setAdjustText(text); });
