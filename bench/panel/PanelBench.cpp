@@ -1,5 +1,5 @@
-// The answer panel's speed: the cost of one streamed delta as the answer grows (it should stay flat),
-// and the time from showPanel to the panel exposed on screen, first and later shows.
+// The answer panel's speed: the cost of one streamed delta and of the frame that lays it out as the
+// answer grows (both should stay flat), and the time from showPanel to the panel exposed on screen.
 
 #include "DesktopSession.h"
 #include "FakeAudioInput.h"
@@ -33,74 +33,83 @@ QString answerOf(int length)
     return text;
 }
 
-// One delta of a few words appended to an answer of the given length, with the height refitted.
-void appendDelta(benchmark::State& state, bool oneParagraph)
+// An answer on screen, started at the given length.
+struct ShownAnswer
 {
-    const int length = int(state.range(0));
-    QString start = answerOf(length);
-    if (oneParagraph)
-        start.replace(QStringLiteral("\n\n"), QStringLiteral("  "));
-    AnswerText answer;
-    answer.resize(388, 320);
-    answer.show();
-    answer.replace(start);
-    QCoreApplication::processEvents();
-    int appended = 0;
-    for (auto _ : state) {
-        answer.append(QStringLiteral("more words "));
-        // Keep the answer near the measured length.
-        if (++appended == 200) {
-            state.PauseTiming();
-            answer.replace(start);
-            appended = 0;
-            state.ResumeTiming();
-        }
+    explicit ShownAnswer(const QString& text) : start(text)
+    {
+        answer.resize(388, 320);
+        answer.show();
+        answer.replace(start);
+        QCoreApplication::processEvents();
     }
-}
+    // Keeps the answer near its starting length, off the clock.
+    void keepLength(benchmark::State& state)
+    {
+        if (++appended < 200)
+            return;
+        state.PauseTiming();
+        answer.replace(start);
+        appended = 0;
+        state.ResumeTiming();
+    }
 
-void BM_AppendDelta(benchmark::State& state)
-{
-    appendDelta(state, false);
-}
-BENCHMARK(BM_AppendDelta)->Arg(1000)->Arg(10000)->Arg(20000)->Arg(50000)->Unit(benchmark::kMicrosecond);
+    QString start;
+    AnswerText answer;
+    int appended = 0;
+};
 
-void BM_AppendDeltaOneParagraph(benchmark::State& state)
+const QString delta = QStringLiteral("more words ");
+
+// What a delta costs when it arrives: it joins the text of the current frame.
+void BM_Delta(benchmark::State& state)
 {
-    appendDelta(state, true);
+    ShownAnswer shown(answerOf(int(state.range(0))));
+    for (auto _ : state)
+        shown.answer.append(delta);
 }
-BENCHMARK(BM_AppendDeltaOneParagraph)
+// A fixed count keeps the frame's pending text to about a megabyte.
+BENCHMARK(BM_Delta)
+    ->ArgName("length")
     ->Arg(1000)
     ->Arg(10000)
     ->Arg(20000)
     ->Arg(50000)
+    ->Iterations(100000)
     ->Unit(benchmark::kMicrosecond);
 
-// The same with the repaint that follows each delta on screen.
-void BM_AppendDeltaAndPaint(benchmark::State& state)
+// What a frame with new text costs: the last paragraph laid out again, the height refitted and, with
+// the second argument, the visible part painted.
+void frame(benchmark::State& state, const QString& text)
 {
-    AnswerText answer;
-    answer.resize(388, 320);
-    answer.show();
-    const QString start = answerOf(int(state.range(0)));
-    answer.replace(start);
-    QCoreApplication::processEvents();
-    int appended = 0;
+    const bool paint = state.range(1) != 0;
+    ShownAnswer shown(text);
     for (auto _ : state) {
-        answer.append(QStringLiteral("more words "));
-        answer.viewport()->repaint();
-        if (++appended == 200) {
-            state.PauseTiming();
-            answer.replace(start);
-            appended = 0;
-            state.ResumeTiming();
-        }
+        shown.answer.append(delta);
+        shown.answer.flush();
+        if (paint)
+            shown.answer.viewport()->repaint();
+        shown.keepLength(state);
     }
 }
-BENCHMARK(BM_AppendDeltaAndPaint)
-    ->Arg(1000)
-    ->Arg(10000)
-    ->Arg(20000)
-    ->Arg(50000)
+
+void BM_Frame(benchmark::State& state)
+{
+    frame(state, answerOf(int(state.range(0))));
+}
+BENCHMARK(BM_Frame)
+    ->ArgNames({"length", "paint"})
+    ->ArgsProduct({{1000, 10000, 20000, 50000}, {0, 1}})
+    ->Unit(benchmark::kMicrosecond);
+
+// The same when the whole answer is one paragraph, which Qt lays out again as a whole.
+void BM_FrameOneParagraph(benchmark::State& state)
+{
+    frame(state, answerOf(int(state.range(0))).replace(QStringLiteral("\n\n"), QStringLiteral("  ")));
+}
+BENCHMARK(BM_FrameOneParagraph)
+    ->ArgNames({"length", "paint"})
+    ->ArgsProduct({{1000, 10000, 20000, 50000}, {0}})
     ->Unit(benchmark::kMicrosecond);
 
 std::unique_ptr<Session> makeSession()

@@ -43,6 +43,12 @@ constexpr int replyingPadding = 8;
 constexpr int replyingSymbol = 11;
 constexpr int replyingClose = 9;
 constexpr int innerSpacing = 6;
+// The close button sits closer to the box's right edge than the padding, as its own hover area
+// pads it by 4 on each side.
+constexpr int replyingRightPadding = replyingPadding - 4;
+constexpr int replyingCloseWidth = replyingClose + 8;
+constexpr int replyingTextWidth = contentWidth - replyingPadding - replyingSymbol - innerSpacing - innerSpacing -
+                                  replyingCloseWidth - replyingRightPadding;
 constexpr int replyingMaxLines = 3;
 constexpr int requestMaxLines = 4;
 
@@ -339,7 +345,7 @@ QWidget* PanelView::buildReplying()
 {
     m_replying = new MutedBox(this);
     auto* layout = row(m_replying, innerSpacing);
-    layout->setContentsMargins(replyingPadding, replyingPadding, replyingPadding - 4, replyingPadding);
+    layout->setContentsMargins(replyingPadding, replyingPadding, replyingRightPadding, replyingPadding);
     auto* symbol = new QLabel(m_replying);
     symbol->setPixmap(Icons::icon(Icons::Symbol::DocOnClipboard, replyingSymbol, Theme::mutedForeground(),
                                   devicePixelRatioF())
@@ -543,9 +549,7 @@ void PanelView::refresh()
     m_replying->setVisible(copied.has_value());
     if (copied) {
         const QString line = tr("Replying to: ") + preview(*copied, copiedPreviewLength);
-        const int width =
-            contentWidth - 2 * replyingPadding - replyingSymbol - replyingClose - 8 - 2 * innerSpacing + 4;
-        m_replyingText->setText(clampToLines(line, m_replyingText->font(), width, replyingMaxLines));
+        m_replyingText->setText(clampToLines(line, m_replyingText->font(), replyingTextWidth, replyingMaxLines));
         m_replyingText->setToolTip(copied->size() > copiedPreviewLength ? *copied : QString());
     }
     const bool hasSelection = context.selection && !context.selection->isEmpty();

@@ -338,6 +338,13 @@ private slots:
             QSKIP("set TAVRIN_PANEL_SCREENSHOTS to a folder to take the screenshots");
         QProcess composer;
         QVERIFY(startCompositor(composer));
+        // A plain backdrop above the editor keeps the pictures calm; it takes neither focus nor input,
+        // so the editor stays the application the panel was summoned from.
+        QWidget backdrop(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
+                                      Qt::WindowTransparentForInput | Qt::WindowDoesNotAcceptFocus);
+        backdrop.setAttribute(Qt::WA_ShowWithoutActivating);
+        backdrop.setAutoFillBackground(true);
+        backdrop.setGeometry(QGuiApplication::primaryScreen()->geometry());
         const QString letter =
             QStringLiteral("Hi Sam,\n\nThanks for the notes from Tuesday. Could we move our review "
                            "to Thursday at 3pm? The draft needs one more pass.\n\nBest,\nAlex\n");
@@ -379,7 +386,13 @@ private slots:
         answerStream += streamEvent("done", "{\"ms\":1840,\"route\":\"fast\"}");
 
         for (const QString& appearance : {QStringLiteral("light"), QStringLiteral("dark")}) {
-            QApplication::setPalette(appearance == QLatin1String("dark") ? darkPalette() : QPalette());
+            const bool dark = appearance == QLatin1String("dark");
+            QApplication::setPalette(dark ? darkPalette() : QPalette());
+            QPalette calm = backdrop.palette();
+            calm.setColor(QPalette::Window, dark ? QColor(52, 54, 60) : QColor(226, 229, 234));
+            backdrop.setPalette(calm);
+            backdrop.show();
+            QVERIFY(QTest::qWaitForWindowExposed(&backdrop));
 
             open(true, false, false);
             m_session->setRequest(QStringLiteral("Make this friendlier"));
