@@ -385,6 +385,9 @@ private slots:
             answerStream += deltaEvent(part);
         answerStream += streamEvent("done", "{\"ms\":1840,\"route\":\"fast\"}");
 
+        QVERIFY(setClipboard("Are you free on Thursday at 3pm? We could go over the draft together and "
+                             "send it to the team on Friday.",
+                             QStringLiteral("text/plain")));
         for (const QString& appearance : {QStringLiteral("light"), QStringLiteral("dark")}) {
             const bool dark = appearance == QLatin1String("dark");
             QApplication::setPalette(dark ? darkPalette() : QPalette());
@@ -398,9 +401,6 @@ private slots:
             m_session->setRequest(QStringLiteral("Make this friendlier"));
             save(QStringLiteral("typing"), appearance);
 
-            QVERIFY(setClipboard("Are you free on Thursday at 3pm? We could go over the draft together and "
-                                 "send it to the team on Friday.",
-                                 QStringLiteral("text/plain")));
             open(false, false, true);
             save(QStringLiteral("reply"), appearance);
 
