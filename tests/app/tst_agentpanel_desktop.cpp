@@ -245,6 +245,30 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(m_session->request(), QStringLiteral("hello"), 5000);
     }
 
+    void floatsOnEveryWorkspaceOutOfTheTaskbar()
+    {
+        for (const bool makeKey : {true, false}) {
+            pointAtScreenCentre();
+            m_session->begin(!makeKey, false);
+            m_panel->showPanel(makeKey);
+            QVERIFY(QTest::qWaitForWindowExposed(m_panel.get()));
+            // The window manager keeps the states it honours, so reading them back shows they took;
+            // openbox shows "every workspace" as desktop 0xFFFFFFFF rather than the sticky state.
+            const auto properties = [this] {
+                return QString::fromUtf8(
+                    run(QStringLiteral("xprop"),
+                        {"-id", QString::number(m_panel->winId()), "_NET_WM_STATE", "_NET_WM_DESKTOP"})
+                        .value_or(QByteArray()));
+            };
+            for (const char* expected : {"_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER",
+                                         "_NET_WM_STATE_ABOVE", "4294967295"})
+                QTRY_VERIFY2(properties().contains(QLatin1String(expected)),
+                             qPrintable(properties().replace(u'\n', u' ') + QLatin1String(expected)));
+            m_session->close();
+            QTRY_VERIFY(!m_panel->isVisible());
+        }
+    }
+
     void topEdgeStaysWhileTheAnswerStreams()
     {
         QStringList lines;
