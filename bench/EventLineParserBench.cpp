@@ -1,5 +1,5 @@
 #include "SampleStream.h"
-#include "service/EventLineParser.h"
+#include "protocol/EventLineParser.h"
 
 #include <QByteArray>
 #include <benchmark/benchmark.h>

@@ -4,7 +4,7 @@
 // Input: a header byte (low four bits: how many cut points; top two bits both set: add a line near
 // the cap), then two bytes that set that line's length when adding one, then two bytes per cut point,
 // then the stream itself. Long lines are slow to scan, so only one header in four asks for one.
-#include "service/EventLineParser.h"
+#include "protocol/EventLineParser.h"
 
 #include <algorithm>
 #include <cstdint>

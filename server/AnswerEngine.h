@@ -1,6 +1,6 @@
 #pragma once
 
-#include "service/AskRequest.h"
+#include "protocol/AskRequest.h"
 
 #include <QJsonObject>
 #include <QString>

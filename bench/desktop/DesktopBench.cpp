@@ -2,9 +2,11 @@
 // text appearing in the editor, as p50 and p95 over repeated runs in the benchmark's desktop session.
 #include "DesktopSession.h"
 #include "EditorDriver.h"
+#include "desktop/DesktopPlatform.h"
 #include "desktop/FocusContext.h"
 #include "desktop/Keystroke.h"
 #include "desktop/PendingInsertion.h"
+#include "platform/Platform.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -52,7 +54,7 @@ bool waitFor(const std::function<bool()>& condition, int timeoutMs)
     return true;
 }
 
-QList<double> captureTimes(quint64 window, int runs)
+QList<double> captureTimes(DesktopPlatform& desktop, quint64 window, int runs)
 {
     QList<double> samples;
     if (!DesktopSession::activate(window)) {
@@ -61,7 +63,7 @@ QList<double> captureTimes(quint64 window, int runs)
     for (int i = 0; i < runs; ++i) {
         QElapsedTimer clock;
         clock.start();
-        const FocusContext context = FocusContext::capture();
+        const FocusContext context = FocusContext::capture(desktop.focusReader());
         const double ms = double(clock.nsecsElapsed()) / 1e6;
         if (context.selection) {
             samples << ms;
@@ -70,19 +72,20 @@ QList<double> captureTimes(quint64 window, int runs)
     return samples;
 }
 
-QList<double> insertDelays(quint64 editorWindow, quint64 otherWindow, EditorDriver& editor, int runs)
+QList<double> insertDelays(DesktopPlatform& desktop, quint64 editorWindow, quint64 otherWindow,
+                           EditorDriver& editor, int runs)
 {
     QList<double> samples;
     for (int i = 0; i < runs; ++i) {
         DesktopSession::activate(editorWindow);
         editor.setText(QStringLiteral("start "));
         editor.select(6, 6);
-        const FocusContext context = FocusContext::capture();
+        const FocusContext context = FocusContext::capture(desktop.focusReader());
         DesktopSession::activate(otherWindow);
         const QString marker = QStringLiteral("inserted-%1").arg(i);
         QElapsedTimer clock;
         clock.start();
-        Keystroke::insert(marker, context.app);
+        Keystroke::insert(desktop, marker, context.app);
         if (waitFor([&] { return editor.text().contains(marker); }, 5000)) {
             samples << double(clock.nsecsElapsed()) / 1e6;
         }
@@ -101,6 +104,7 @@ int main(int argc, char** argv)
     }
     QGuiApplication app(argc, argv);
     const int runs = argc > 1 ? QByteArray(argv[1]).toInt() : 50;
+    const std::unique_ptr<DesktopPlatform> desktop = Platform::createDesktop();
 
     const quint64 mousepad = DesktopSession::windowOfClass(QStringLiteral("mousepad"));
     const quint64 xterm = DesktopSession::windowOfClass(QStringLiteral("xterm"));
@@ -121,7 +125,7 @@ int main(int argc, char** argv)
     }
     gtkEditor->setText(document);
     gtkEditor->select(int(document.size() / 2), int(document.size() / 2) + 40);
-    report("capture, GTK editor (mousepad)", captureTimes(mousepad, runs));
+    report("capture, GTK editor (mousepad)", captureTimes(*desktop, mousepad, runs));
 
     QProcess qtEditor;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
@@ -133,11 +137,12 @@ int main(int argc, char** argv)
         [&] { return (qtWindow = DesktopSession::windowOfClass(QStringLiteral("bench-qt-editor"))) != 0; },
         10000);
     // The Qt editor joins the accessibility bus a moment after its window appears.
-    waitFor([&] { return !captureTimes(qtWindow, 1).isEmpty(); }, 10000);
-    report("capture, Qt editor", captureTimes(qtWindow, runs));
+    waitFor([&] { return !captureTimes(*desktop, qtWindow, 1).isEmpty(); }, 10000);
+    report("capture, Qt editor", captureTimes(*desktop, qtWindow, runs));
     qtEditor.kill();
     qtEditor.waitForFinished();
 
-    report("insert call to text in mousepad", insertDelays(mousepad, xterm, *gtkEditor, qMax(runs / 2, 5)));
+    report("insert call to text in mousepad",
+           insertDelays(*desktop, mousepad, xterm, *gtkEditor, qMax(runs / 2, 5)));
     return 0;
 }

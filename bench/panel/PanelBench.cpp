@@ -5,7 +5,9 @@
 #include "FakeAudioInput.h"
 #include "FakeSpeechRecognizer.h"
 #include "app/AgentPanel.h"
+#include "desktop/DesktopPlatform.h"
 #include "desktop/Dictation.h"
+#include "platform/Platform.h"
 #include "session/Session.h"
 #include "views/AnswerText.h"
 
@@ -112,10 +114,12 @@ BENCHMARK(BM_FrameOneParagraph)
     ->ArgsProduct({{1000, 10000, 20000, 50000}, {0}})
     ->Unit(benchmark::kMicrosecond);
 
-std::unique_ptr<Session> makeSession()
+std::unique_ptr<Session> makeSession(DesktopPlatform& desktop)
 {
-    return std::make_unique<Session>(std::make_unique<Dictation>(std::make_unique<FakeAudioInput>(),
-                                                                 std::make_unique<FakeSpeechRecognizer>()));
+    return std::make_unique<Session>(desktop,
+                                     std::make_unique<Dictation>(std::make_unique<FakeAudioInput>(),
+                                                                 std::make_unique<FakeSpeechRecognizer>()),
+                                     [] { return false; });
 }
 
 // Milliseconds from showPanel to the panel's window exposed.
@@ -139,7 +143,8 @@ void hideAndSettle(AgentPanel& panel)
 void BM_ShowPanel(benchmark::State& state)
 {
     const bool makeKey = state.range(0) != 0;
-    auto session = makeSession();
+    const auto desktop = Platform::createDesktop();
+    auto session = makeSession(*desktop);
     session->begin(false, false);
     QElapsedTimer creation;
     creation.start();

@@ -4,8 +4,7 @@
 
 HangUpWatch::HangUpWatch(EventSink& sink, std::function<void()> onGone)
     : m_sink(sink), m_onGone(std::move(onGone)), m_thread(&HangUpWatch::watch, this)
-{
-}
+{}
 
 HangUpWatch::~HangUpWatch()
 {

@@ -6,8 +6,7 @@
 #include <variant>
 
 // The outcome of an operation that can fail: a value, or the error that says why not.
-template <typename T>
-class Result
+template <typename T> class Result
 {
 public:
     Result(T value) : m_outcome(std::move(value)) {}

@@ -59,7 +59,8 @@ public:
                       .arg(host)
                       .arg(p.expiresIn));
             if (qEnvironmentVariableIsSet("MORVIK_CODE_OUT")) {
-                if (auto failure = PrivateFile::write(qEnvironmentVariable("MORVIK_CODE_OUT"), p.code.toUtf8()))
+                if (auto failure =
+                        PrivateFile::write(qEnvironmentVariable("MORVIK_CODE_OUT"), p.code.toUtf8()))
                     return fail(*failure);
             }
             m_loop.exit(0);
@@ -71,7 +72,8 @@ public:
     {
         AuthClient::signOut(config, &m_loop, [this] {
             const bool exists = AgentConfig::load().has_value();
-            finish(QStringLiteral("signed out; config exists: ") + QLatin1String(exists ? "true" : "false"), 0);
+            finish(QStringLiteral("signed out; config exists: ") + QLatin1String(exists ? "true" : "false"),
+                   0);
         });
         return waitForTheEnd();
     }

@@ -34,7 +34,10 @@ private:
     void printOne(const AskEvents::Route& e) { line("route: " + e.route + " (" + e.source + ")"); }
     void printOne(const AskEvents::Delta& e) { write(e.text); }
     void printOne(const AskEvents::Link& e) { line("link: " + e.url.toString() + "\n" + e.message); }
-    void printOne(const AskEvents::Done& e) { line("\ndone: " + e.route + " in " + QString::number(e.ms) + " ms"); }
+    void printOne(const AskEvents::Done& e)
+    {
+        line("\ndone: " + e.route + " in " + QString::number(e.ms) + " ms");
+    }
     void printOne(const AskEvents::Failure& e)
     {
         failed = true;

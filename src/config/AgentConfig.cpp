@@ -18,17 +18,34 @@ QByteArray encodeJsonString(const QString& text)
     out += '"';
     for (const char c : text.toUtf8()) {
         switch (c) {
-        case '"': out += "\\\""; break;
-        case '\\': out += "\\\\"; break;
-        case '/': out += "\\/"; break;
-        case '\n': out += "\\n"; break;
-        case '\r': out += "\\r"; break;
-        case '\t': out += "\\t"; break;
-        case '\b': out += "\\b"; break;
-        case '\f': out += "\\f"; break;
+        case '"':
+            out += "\\\"";
+            break;
+        case '\\':
+            out += "\\\\";
+            break;
+        case '/':
+            out += "\\/";
+            break;
+        case '\n':
+            out += "\\n";
+            break;
+        case '\r':
+            out += "\\r";
+            break;
+        case '\t':
+            out += "\\t";
+            break;
+        case '\b':
+            out += "\\b";
+            break;
+        case '\f':
+            out += "\\f";
+            break;
         default:
             if (static_cast<unsigned char>(c) < 0x20)
-                out += QByteArray("\\u00") + QByteArray::number(static_cast<unsigned char>(c), 16).rightJustified(2, '0');
+                out += QByteArray("\\u00") +
+                       QByteArray::number(static_cast<unsigned char>(c), 16).rightJustified(2, '0');
             else
                 out += c;
         }
@@ -113,8 +130,8 @@ std::optional<QUrl> AgentConfig::legacyPairingURL() const
     const auto encodeValue = [](const QString& value) {
         return QString::fromLatin1(QUrl::toPercentEncoding(value));
     };
-    query.setQueryItems({{QStringLiteral("url"), encodeValue(serverURL)},
-                         {QStringLiteral("token"), encodeValue(token)}});
+    query.setQueryItems(
+        {{QStringLiteral("url"), encodeValue(serverURL)}, {QStringLiteral("token"), encodeValue(token)}});
     url.setQuery(query.query(QUrl::FullyEncoded), QUrl::StrictMode);
     if (!url.isValid())
         return std::nullopt;

@@ -5,7 +5,7 @@ class FocusReader;
 class HotKeyPlatform;
 class KeystrokePlatform;
 
-// The desktop services of one platform. The process uses the real one unless a test injects its own.
+// The desktop services of one platform, created by the composition root and handed to whoever needs them.
 class DesktopPlatform
 {
 public:
@@ -15,9 +15,4 @@ public:
     virtual KeystrokePlatform& keystrokes() = 0;
     virtual Clipboard& clipboard() = 0;
     virtual HotKeyPlatform& hotKeys() = 0;
-
-    // The injected platform, else the real one (created on first use; needs a QGuiApplication).
-    static DesktopPlatform& system();
-    // Replaces the platform for the whole process; nullptr returns to the real one.
-    static void inject(DesktopPlatform* platform);
 };

@@ -34,8 +34,6 @@ public:
     // Audio kept from arm() until start(); older audio is dropped.
     static constexpr int preRollLimitBytes = 2 * 16000 * 2;
 
-    // With this platform's microphone and recogniser; the recogniser starts loading at once.
-    explicit Dictation(QObject* parent = nullptr);
     Dictation(std::unique_ptr<AudioInput> audio, std::unique_ptr<SpeechRecognizer> recognizer,
               QObject* parent = nullptr);
     ~Dictation() override;

@@ -1,6 +1,5 @@
 #include "desktop/FocusContext.h"
 
-#include "desktop/DesktopPlatform.h"
 #include "desktop/FocusReader.h"
 #include "desktop/TextCut.h"
 
@@ -25,20 +24,16 @@ Cut cutFor(const TextRange& range, qsizetype length)
 
 } // namespace
 
-FocusContext FocusContext::capture()
-{
-    return capture(DesktopPlatform::system().focusReader());
-}
-
-FocusContext FocusContext::capture(FocusReader& reader)
+FocusContext FocusContext::readText(FocusReader& reader, const std::optional<RunningApp>& app,
+                                    QDeadlineTimer deadline)
 {
     FocusContext context;
-    context.app = reader.frontmostApp();
-    if (!reader.isTrusted()) {
+    context.app = app;
+    if (!reader.isTrusted(deadline)) {
         return context;
     }
     bool needsFallback = true;
-    if (const std::optional<FocusedElement> element = reader.focusedElement(context.app)) {
+    if (const std::optional<FocusedElement> element = reader.focusedElement(app, deadline)) {
         if (element->selectedText && !element->selectedText->isEmpty()) {
             context.selection = element->selectedText;
             needsFallback = false;
@@ -51,7 +46,7 @@ FocusContext FocusContext::capture(FocusReader& reader)
         }
     }
     if (needsFallback) {
-        const std::optional<QString> selection = reader.fallbackSelection(context.app);
+        const std::optional<QString> selection = reader.fallbackSelection(app, deadline);
         if (selection && !selection->isEmpty()) {
             context.selection = selection;
         }

@@ -2,6 +2,7 @@
 
 #include "desktop/RunningApp.h"
 
+#include <QDeadlineTimer>
 #include <QString>
 #include <optional>
 
@@ -19,9 +20,9 @@ struct FocusContext
     std::optional<QString> before;
     std::optional<QString> after;
 
-    // Reads the frontmost application through the process's desktop platform.
-    static FocusContext capture();
-    static FocusContext capture(FocusReader& reader);
+    // The text around the focus of app, read through reader (on the capture's worker thread).
+    static FocusContext readText(FocusReader& reader, const std::optional<RunningApp>& app,
+                                 QDeadlineTimer deadline);
 
     bool operator==(const FocusContext&) const = default;
 };

@@ -2,6 +2,7 @@
 
 #include "desktop/RunningApp.h"
 
+#include <QDeadlineTimer>
 #include <QString>
 #include <optional>
 
@@ -20,8 +21,10 @@ struct FocusedElement
     std::optional<TextRange> selectedRange;
 };
 
-// The platform's view of other applications' text, read on the main thread. Nothing here fails:
-// what cannot be read is absent.
+// The platform's view of other applications' text. Nothing here fails: what cannot be read is absent.
+// frontmostApp() is asked on the main thread and answers at once. The other calls wait on other
+// processes, which may never answer: they are made on one worker thread (running an event loop), one
+// at a time, and give up soon after their deadline.
 class FocusReader
 {
 public:
@@ -29,8 +32,10 @@ public:
 
     virtual std::optional<RunningApp> frontmostApp() = 0;
     // Whether reading other applications' text is possible at all (the accessibility service is on).
-    virtual bool isTrusted() = 0;
-    virtual std::optional<FocusedElement> focusedElement(const std::optional<RunningApp>& app) = 0;
+    virtual bool isTrusted(QDeadlineTimer deadline) = 0;
+    virtual std::optional<FocusedElement> focusedElement(const std::optional<RunningApp>& app,
+                                                         QDeadlineTimer deadline) = 0;
     // The selection as the platform knows it outside accessibility, only if it belongs to the app.
-    virtual std::optional<QString> fallbackSelection(const std::optional<RunningApp>& app) = 0;
+    virtual std::optional<QString> fallbackSelection(const std::optional<RunningApp>& app,
+                                                     QDeadlineTimer deadline) = 0;
 };

@@ -1,7 +1,5 @@
 #include "desktop/HotKey.h"
 
-#include "desktop/DesktopPlatform.h"
-
 #include <QCoreApplication>
 #include <QHash>
 
@@ -18,17 +16,17 @@ QHash<quint32, HotKey*>& registry()
 
 } // namespace
 
-HotKey::HotKey(const KeyChord& chord, QObject* parent)
-    : QObject(parent), m_id(nextId++), m_chord(chord), m_platform(&DesktopPlatform::system().hotKeys())
+HotKey::HotKey(const KeyChord& chord, HotKeyPlatform& platform, QObject* parent)
+    : QObject(parent), m_id(nextId++), m_chord(chord), m_platform(platform)
 {
     registry().insert(m_id, this);
-    m_registered = m_platform->registerHotKey({signature, m_id}, chord);
+    m_registered = m_platform.registerHotKey({signature, m_id}, chord);
 }
 
 HotKey::~HotKey()
 {
     if (m_registered) {
-        m_platform->unregisterHotKey({signature, m_id});
+        m_platform.unregisterHotKey({signature, m_id});
     }
     registry().remove(m_id);
 }

@@ -15,7 +15,7 @@ class HotKey : public QObject
 public:
     static constexpr quint32 signature = 0x4452564E;
 
-    HotKey(const KeyChord& chord, QObject* parent = nullptr);
+    HotKey(const KeyChord& chord, HotKeyPlatform& platform, QObject* parent = nullptr);
     ~HotKey() override;
 
     quint32 id() const { return m_id; }
@@ -32,6 +32,6 @@ signals:
 private:
     quint32 m_id;
     KeyChord m_chord;
-    HotKeyPlatform* m_platform;
+    HotKeyPlatform& m_platform;
     bool m_registered = false;
 };

@@ -1,13 +1,14 @@
 #pragma once
 
-#include "desktop/KeyChord.h"
 #include "desktop/RunningApp.h"
 
 #include <QString>
 #include <chrono>
 #include <optional>
 
-// Synthetic keys and pasting text into another application, through the process's desktop platform.
+class DesktopPlatform;
+
+// Pasting text into another application.
 namespace Keystroke {
 
 using namespace std::chrono_literals;
@@ -18,10 +19,8 @@ inline constexpr std::chrono::milliseconds restoreDelay = 600ms;
 inline constexpr std::chrono::milliseconds keyReleaseWait = 1000ms;
 inline constexpr std::chrono::milliseconds keyReleasePoll = 20ms;
 
-void send(const KeyChord& chord);
-
 // Returns at once: the text goes on the clipboard now, the application is brought to the front,
 // the paste key follows after pasteDelay and the previous clipboard returns restoreDelay later.
-void insert(const QString& text, const std::optional<RunningApp>& into);
+void insert(DesktopPlatform& desktop, const QString& text, const std::optional<RunningApp>& into);
 
 } // namespace Keystroke

@@ -1,6 +1,7 @@
 #include "desktop/QtClipboard.h"
 
 #include <QClipboard>
+#include <QDeadlineTimer>
 #include <QGuiApplication>
 #include <QMimeData>
 #include <QSet>
@@ -17,6 +18,12 @@ const QSet<QString> pseudoFormats = {
 };
 
 const QString passwordManagerHint = QStringLiteral("x-kde-passwordManagerHint");
+
+// Each format of a foreign clipboard is a round trip to its owner: a save keeps what fits in these
+// bounds and leaves out the rest, rather than holding the main thread.
+constexpr int maxSavedFormats = 16;
+constexpr qsizetype maxSavedBytes = 16 * 1024 * 1024;
+constexpr int saveBudgetMs = 250;
 
 } // namespace
 
@@ -45,12 +52,18 @@ ClipboardContents QtClipboard::save()
     if (!data) {
         return contents;
     }
+    const QDeadlineTimer budget(saveBudgetMs);
+    qsizetype savedBytes = 0;
     for (const QString& format : data->formats()) {
+        if (contents.formats.size() == maxSavedFormats || budget.hasExpired()) {
+            break;
+        }
         if (pseudoFormats.contains(format)) {
             continue;
         }
         const QByteArray bytes = data->data(format);
-        if (!bytes.isEmpty()) {
+        if (!bytes.isEmpty() && savedBytes + bytes.size() <= maxSavedBytes) {
+            savedBytes += bytes.size();
             contents.formats.append({format, bytes});
         }
     }

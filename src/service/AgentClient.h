@@ -2,9 +2,9 @@
 
 #include "base/Error.h"
 #include "config/AgentConfig.h"
-#include "service/AskEvent.h"
-#include "service/AskRequest.h"
-#include "service/EventLineParser.h"
+#include "protocol/AskEvent.h"
+#include "protocol/AskRequest.h"
+#include "protocol/EventLineParser.h"
 
 #include <QByteArray>
 #include <QObject>
@@ -54,6 +54,5 @@ private:
     bool m_over = false;
     bool m_cancelled = false;
 };
-
 
 Q_DECLARE_METATYPE(std::optional<Error>)

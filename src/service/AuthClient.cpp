@@ -19,7 +19,8 @@ constexpr int configTimeoutMs = 60'000;
 
 Error decodingError(const QString& what)
 {
-    return {QStringLiteral("Decoding"), 0, QStringLiteral("The service's answer could not be read: %1.").arg(what)};
+    return {QStringLiteral("Decoding"), 0,
+            QStringLiteral("The service's answer could not be read: %1.").arg(what)};
 }
 
 // Reads typed members of one JSON object, remembering the first thing that was missing or mistyped.
@@ -107,8 +108,7 @@ std::optional<ObjectReader> readerFor(const QByteArray& body, std::optional<Erro
     return ObjectReader(document.object());
 }
 
-template <typename T, typename Decode>
-Result<T> decode(const QByteArray& body, Decode decodeFields)
+template <typename T, typename Decode> Result<T> decode(const QByteArray& body, Decode decodeFields)
 {
     std::optional<Error> problem;
     auto reader = readerFor(body, &problem);
@@ -177,10 +177,10 @@ Result<QUrl> url(const QString& server, const QString& path)
     return std::get<QUrl>(endpoint);
 }
 
-template <typename T>
-void failLater(QObject* context, const Error& error, const Callback<T>& done)
+template <typename T> void failLater(QObject* context, const Error& error, const Callback<T>& done)
 {
-    QMetaObject::invokeMethod(context, [error, done] { done(error); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        context, [error, done] { done(error); }, Qt::QueuedConnection);
 }
 
 template <typename T, typename Decode>
@@ -198,7 +198,8 @@ void post(const QString& server, const QString& path, QJsonObject fields, QObjec
     QNetworkRequest request = Http::request(address.value());
     request.setTransferTimeout(postTimeoutMs);
     request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
-    QNetworkReply* reply = Http::network().post(request, QJsonDocument(fields).toJson(QJsonDocument::Compact));
+    QNetworkReply* reply =
+        Http::network().post(request, QJsonDocument(fields).toJson(QJsonDocument::Compact));
     send(reply, context, true, [done, decodeBody](const Result<QByteArray>& body) {
         if (!body.ok())
             done(body.error());
@@ -259,7 +260,8 @@ std::optional<Error> check(int status, const QByteArray& body)
         return std::nullopt;
     const QJsonValue message = QJsonDocument::fromJson(body).object().value(QLatin1String("error"));
     return Error{failureDomain, status,
-                 message.isString() ? message.toString() : QStringLiteral("Server returned HTTP %1").arg(status)};
+                 message.isString() ? message.toString()
+                                    : QStringLiteral("Server returned HTTP %1").arg(status)};
 }
 
 QString deviceName()
@@ -270,7 +272,8 @@ QString deviceName()
             if (!line.startsWith("PRETTY_HOSTNAME="))
                 continue;
             QByteArray value = line.mid(16).trimmed();
-            if (value.size() >= 2 && (value.front() == '"' || value.front() == '\'') && value.back() == value.front())
+            if (value.size() >= 2 && (value.front() == '"' || value.front() == '\'') &&
+                value.back() == value.front())
                 value = value.mid(1, value.size() - 2);
             if (!value.isEmpty())
                 return QString::fromUtf8(value);
@@ -307,18 +310,20 @@ void config(const QString& server, QObject* context, Callback<ServerConfig> done
 
 void sendCode(const QString& server, const QString& email, QObject* context, Callback<QString> done)
 {
-    post<QString>(server, QStringLiteral("auth/code"), {{QStringLiteral("email"), email}}, context, std::move(done),
-                  [](const QByteArray& body) {
-                      const QJsonValue purpose = QJsonDocument::fromJson(body).object().value(QLatin1String("purpose"));
-                      return Result<QString>(purpose.isString() ? purpose.toString() : QStringLiteral("login"));
-                  });
+    post<QString>(
+        server, QStringLiteral("auth/code"), {{QStringLiteral("email"), email}}, context, std::move(done),
+        [](const QByteArray& body) {
+            const QJsonValue purpose = QJsonDocument::fromJson(body).object().value(QLatin1String("purpose"));
+            return Result<QString>(purpose.isString() ? purpose.toString() : QStringLiteral("login"));
+        });
 }
 
-void verifyCode(const QString& server, const QString& email, const QString& code, bool verify, QObject* context,
-                Callback<Session> done)
+void verifyCode(const QString& server, const QString& email, const QString& code, bool verify,
+                QObject* context, Callback<Session> done)
 {
     postForSession(server, verify ? QStringLiteral("auth/verify") : QStringLiteral("auth/code/verify"),
-                   {{QStringLiteral("email"), email}, {QStringLiteral("code"), code}}, context, std::move(done));
+                   {{QStringLiteral("email"), email}, {QStringLiteral("code"), code}}, context,
+                   std::move(done));
 }
 
 void login(const QString& server, const QString& email, const QString& password, QObject* context,
@@ -331,7 +336,8 @@ void login(const QString& server, const QString& email, const QString& password,
 
 void pair(const QString& server, const QString& code, QObject* context, Callback<Session> done)
 {
-    postForSession(server, QStringLiteral("auth/pair"), {{QStringLiteral("code"), code}}, context, std::move(done));
+    postForSession(server, QStringLiteral("auth/pair"), {{QStringLiteral("code"), code}}, context,
+                   std::move(done));
 }
 
 Result<QUrl> googleStartURL(const QString& server)
@@ -351,11 +357,10 @@ void me(const AgentConfig& config, QObject* context, Callback<User> done)
 
 void newPairingCode(const AgentConfig& config, QObject* context, Callback<Pairing> done)
 {
-    authorizedRecord<Pairing>(config, QStringLiteral("v1/pairing"), Verb::Post, context, std::move(done),
-                              [](ObjectReader& reader) {
-                                  return Pairing{reader.string("code"), reader.string("deep_link"),
-                                                 reader.integer("expires_in")};
-                              });
+    authorizedRecord<Pairing>(
+        config, QStringLiteral("v1/pairing"), Verb::Post, context, std::move(done), [](ObjectReader& reader) {
+            return Pairing{reader.string("code"), reader.string("deep_link"), reader.integer("expires_in")};
+        });
 }
 
 void signOut(const AgentConfig& config, QObject* context, std::function<void()> done)
@@ -379,8 +384,8 @@ void signOut(const AgentConfig& config, QObject* context, std::function<void()> 
                        finish();
                        return;
                    }
-                   authorized(config, QStringLiteral("v1/devices/%1").arg(*current), Verb::Delete, context, false,
-                              [finish](const Result<QByteArray>&) { finish(); });
+                   authorized(config, QStringLiteral("v1/devices/%1").arg(*current), Verb::Delete, context,
+                              false, [finish](const Result<QByteArray>&) { finish(); });
                });
 }
 

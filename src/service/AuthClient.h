@@ -49,13 +49,12 @@ struct ServerConfig
 // Domain of the errors in which the service itself said no.
 inline const QString failureDomain = QStringLiteral("Account");
 
-template <typename T>
-using Callback = std::function<void(const Result<T>&)>;
+template <typename T> using Callback = std::function<void(const Result<T>&)>;
 
 void config(const QString& server, QObject* context, Callback<ServerConfig> done);
 void sendCode(const QString& server, const QString& email, QObject* context, Callback<QString> done);
-void verifyCode(const QString& server, const QString& email, const QString& code, bool verify, QObject* context,
-                Callback<Session> done);
+void verifyCode(const QString& server, const QString& email, const QString& code, bool verify,
+                QObject* context, Callback<Session> done);
 void login(const QString& server, const QString& email, const QString& password, QObject* context,
            Callback<Session> done);
 void pair(const QString& server, const QString& code, QObject* context, Callback<Session> done);

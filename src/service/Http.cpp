@@ -16,8 +16,9 @@ std::variant<QUrl, Error> endpoint(const QString& serverURL, const QString& path
     QUrl url(serverURL.trimmed(), QUrl::StrictMode);
     const QString scheme = url.scheme().toLower();
     if (!url.isValid() || (scheme != u"http" && scheme != u"https") || url.host().isEmpty())
-        return Error{QStringLiteral("Network"), QNetworkReply::ProtocolUnknownError,
-                     QStringLiteral("The server address is not a valid http or https URL: \"%1\"").arg(serverURL)};
+        return Error{
+            QStringLiteral("Network"), QNetworkReply::ProtocolUnknownError,
+            QStringLiteral("The server address is not a valid http or https URL: \"%1\"").arg(serverURL)};
     QString base = url.path(QUrl::FullyEncoded);
     if (!base.endsWith(QLatin1Char('/')))
         base += QLatin1Char('/');
@@ -34,7 +35,8 @@ QNetworkAccessManager& network()
 QNetworkRequest request(const QUrl& url)
 {
     QNetworkRequest request(url);
-    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::UserVerifiedRedirectPolicy);
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
+                         QNetworkRequest::UserVerifiedRedirectPolicy);
     return request;
 }
 
@@ -61,9 +63,11 @@ Error transportError(const QNetworkReply& reply)
 {
     const QVariant refused = reply.property(refusedRedirectProperty);
     if (refused.isValid())
-        return {QStringLiteral("Network"), QNetworkReply::InsecureRedirectError,
-                QStringLiteral("The server redirected to another address (%1); the request was not sent there.")
-                    .arg(refused.toUrl().toDisplayString(QUrl::RemoveUserInfo | QUrl::RemovePath | QUrl::RemoveQuery))};
+        return {
+            QStringLiteral("Network"), QNetworkReply::InsecureRedirectError,
+            QStringLiteral("The server redirected to another address (%1); the request was not sent there.")
+                .arg(refused.toUrl().toDisplayString(QUrl::RemoveUserInfo | QUrl::RemovePath |
+                                                     QUrl::RemoveQuery))};
     // Our own aborts disconnect before they abort, so a cancelled reply that reaches its owner timed out.
     if (reply.error() == QNetworkReply::OperationCanceledError)
         return {QStringLiteral("Network"), QNetworkReply::TimeoutError,

@@ -1,6 +1,5 @@
 #include "session/Session.h"
 
-#include "config/Preferences.h"
 #include "desktop/Clipboard.h"
 #include "desktop/DesktopPlatform.h"
 #include "desktop/Dictation.h"
@@ -14,8 +13,10 @@ const QString warningSign = QStringLiteral("\u26A0\uFE0F");
 
 } // namespace
 
-Session::Session(std::unique_ptr<Dictation> dictation, QObject* parent)
-    : QObject(parent), m_dictation(std::move(dictation))
+Session::Session(DesktopPlatform& desktop, std::unique_ptr<Dictation> dictation,
+                 AutoInsertPreference autoInsertPreferred, QObject* parent)
+    : QObject(parent), m_desktop(desktop), m_dictation(std::move(dictation)),
+      m_autoInsertPreferred(std::move(autoInsertPreferred)), m_capture(desktop.focusReader())
 {}
 
 template <typename T> void Session::assign(T& member, const T& value, void (Session::*changed)())
@@ -41,9 +42,9 @@ void Session::setAdjustText(const QString& text)
     assign(m_adjustText, text, &Session::adjustTextChanged);
 }
 
-std::optional<QString> Session::clipboardText()
+std::optional<QString> Session::clipboardText() const
 {
-    const std::optional<QString> text = DesktopPlatform::system().clipboard().text();
+    const std::optional<QString> text = m_desktop.clipboard().text();
     if (!text)
         return std::nullopt;
     const QString trimmed = text->trimmed();
@@ -63,7 +64,11 @@ void Session::begin(bool listening, bool replyToClipboard)
     cancelStream();
     // Read before the capture, which may use the clipboard itself.
     const std::optional<QString> clipboard = replyToClipboard ? clipboardText() : std::nullopt;
-    m_context = FocusContext::capture();
+    // The application is known at once; its text follows when it answers, within the capture's deadline.
+    m_context = m_capture.start(this, [this](const FocusContext& context) {
+        m_context = context;
+        emit contextChanged();
+    });
     emit contextChanged();
     m_copied = clipboard;
     emit copiedChanged();
@@ -185,12 +190,12 @@ void Session::streamEnded(const std::optional<Error>& error)
 
 void Session::autoInsertIfWanted()
 {
-    if (!(m_autoInsert || Preferences::autoInsert()))
+    if (!(m_autoInsert || (m_autoInsertPreferred && m_autoInsertPreferred())))
         return;
     if (m_answer.isEmpty() || m_answer.startsWith(warningSign))
         return;
     close();
-    Keystroke::insert(m_answer, m_context.app);
+    Keystroke::insert(m_desktop, m_answer, m_context.app);
 }
 
 void Session::refine(const QString& instruction)
@@ -207,12 +212,12 @@ void Session::insert()
     if (m_answer.isEmpty())
         return;
     close();
-    Keystroke::insert(m_answer, m_context.app);
+    Keystroke::insert(m_desktop, m_answer, m_context.app);
 }
 
 void Session::copy()
 {
-    DesktopPlatform::system().clipboard().setText(m_answer);
+    m_desktop.clipboard().setText(m_answer);
 }
 
 void Session::close()

@@ -1,8 +1,9 @@
 #pragma once
 
 #include "config/AgentConfig.h"
+#include "desktop/FocusCapture.h"
 #include "desktop/FocusContext.h"
-#include "service/AskEvent.h"
+#include "protocol/AskEvent.h"
 
 #include <QObject>
 #include <QPointer>
@@ -13,6 +14,7 @@
 #include <optional>
 
 class AskStream;
+class DesktopPlatform;
 class Dictation;
 struct AskRequest;
 
@@ -45,7 +47,11 @@ public:
     static inline const QString emptyAnswer =
         QStringLiteral("The service ended the answer without sending any of it. Try again.");
 
-    explicit Session(std::unique_ptr<Dictation> dictation, QObject* parent = nullptr);
+    // Whether the user wants every answer inserted as soon as it is complete; asked at that moment.
+    using AutoInsertPreference = std::function<bool()>;
+
+    Session(DesktopPlatform& desktop, std::unique_ptr<Dictation> dictation,
+            AutoInsertPreference autoInsertPreferred, QObject* parent = nullptr);
     ~Session() override;
 
     Phase phase() const { return m_phase; }
@@ -79,7 +85,7 @@ public:
     void close();
 
     // The clipboard's plain text without surrounding white space; absent when there is none.
-    static std::optional<QString> clipboardText();
+    std::optional<QString> clipboardText() const;
 
 signals:
     void phaseChanged();
@@ -110,7 +116,10 @@ private:
     void setRouteLabel(const QString& label);
     void setLink(const std::optional<QUrl>& link);
 
+    DesktopPlatform& m_desktop;
     std::unique_ptr<Dictation> m_dictation;
+    AutoInsertPreference m_autoInsertPreferred;
+    FocusCapture m_capture;
     Phase m_phase;
     QString m_request;
     QString m_answer;

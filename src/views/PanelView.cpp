@@ -432,7 +432,7 @@ QWidget* PanelView::buildFooter()
     m_replyToCopied = new OutlineButtonStyle(tr("Reply to copied"), false, m_footer);
     m_replyToCopied->setSymbol(Icons::Symbol::DocOnClipboard);
     connect(m_replyToCopied, &QAbstractButton::clicked, this,
-            [this] { m_session.setCopied(Session::clipboardText()); });
+            [this] { m_session.setCopied(m_session.clipboardText()); });
     m_routeLabel = new QLabel(m_footer);
     m_routeLabel->setFont(pixelFont(11));
     m_routeLabel->setForegroundRole(QPalette::PlaceholderText);
@@ -503,7 +503,7 @@ void PanelView::answerChanged()
 
 void PanelView::readClipboard()
 {
-    m_clipboardHasText = Session::clipboardText().has_value();
+    m_clipboardHasText = m_session.clipboardText().has_value();
 }
 
 void PanelView::refresh()

@@ -1,9 +1,7 @@
-#include "FakeAudioInput.h"
 #include "FakeDesktopPlatform.h"
-#include "FakeSpeechRecognizer.h"
+#include "MakeTestSession.h"
 #include "ScriptedServer.h"
 #include "app/AgentPanel.h"
-#include "desktop/Dictation.h"
 #include "session/Session.h"
 
 #include <QApplication>
@@ -15,11 +13,9 @@
 
 namespace {
 
-// Every test builds its session here, so that a change of the constructor is one edit.
-std::unique_ptr<Session> makeSession(const QUrl& server)
+std::unique_ptr<Session> makeSession(DesktopPlatform& desktop, const QUrl& server)
 {
-    auto session = std::make_unique<Session>(std::make_unique<Dictation>(
-        std::make_unique<FakeAudioInput>(), std::make_unique<FakeSpeechRecognizer>()));
+    auto session = makeTestSession(desktop);
     session->setConfig(AgentConfig{server.toString(), QStringLiteral("tok"), std::nullopt});
     return session;
 }
@@ -50,7 +46,7 @@ private slots:
         QSettings::setDefaultFormat(QSettings::IniFormat);
         QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, m_settings.path());
         QCOMPARE(QGuiApplication::screens().size(), 2);
-        m_session = makeSession(m_server.url());
+        m_session = makeSession(m_desktop, m_server.url());
         m_panel = std::make_unique<AgentPanel>(*m_session);
     }
 

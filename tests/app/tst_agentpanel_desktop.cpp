@@ -1,10 +1,11 @@
 #include "DesktopSession.h"
 #include "EditorDriver.h"
-#include "FakeAudioInput.h"
 #include "FakeSpeechRecognizer.h"
+#include "MakeTestSession.h"
 #include "ScriptedServer.h"
 #include "app/AgentPanel.h"
-#include "desktop/Dictation.h"
+#include "desktop/DesktopPlatform.h"
+#include "platform/Platform.h"
 #include "session/Session.h"
 #include "views/PanelView.h"
 
@@ -29,13 +30,13 @@ using namespace DesktopSession;
 
 namespace {
 
-// Every test builds its session here, so that a change of the constructor is one edit.
-std::unique_ptr<Session> makeSession(const QUrl& server, FakeSpeechRecognizer*& recognizer)
+// The session reads the real desktop (mousepad's name and selection), with fake dictation.
+std::unique_ptr<Session> makeSession(DesktopPlatform& desktop, const QUrl& server,
+                                     FakeSpeechRecognizer*& recognizer)
 {
-    auto speech = std::make_unique<FakeSpeechRecognizer>();
-    recognizer = speech.get();
-    auto session = std::make_unique<Session>(
-        std::make_unique<Dictation>(std::make_unique<FakeAudioInput>(), std::move(speech)));
+    SessionDictationFakes fakes;
+    auto session = makeTestSession(desktop, &fakes);
+    recognizer = fakes.recognizer;
     session->setConfig(AgentConfig{server.toString(), QStringLiteral("tok"), std::nullopt});
     return session;
 }
@@ -150,6 +151,7 @@ class TestAgentPanelDesktop : public QObject
 
 private:
     QTemporaryDir m_settings;
+    std::unique_ptr<DesktopPlatform> m_desktop;
     std::unique_ptr<ScriptedServer> m_server;
     std::unique_ptr<Session> m_session;
     std::unique_ptr<AgentPanel> m_panel;
@@ -208,7 +210,8 @@ private slots:
         m_editor = std::make_unique<EditorDriver>(processOfWindow(m_editorWindow));
         QTRY_VERIFY_WITH_TIMEOUT(m_editor->isReady(), 10000);
         m_server = std::make_unique<ScriptedServer>();
-        m_session = makeSession(m_server->url(), m_recognizer);
+        m_desktop = Platform::createDesktop();
+        m_session = makeSession(*m_desktop, m_server->url(), m_recognizer);
         m_panel = std::make_unique<AgentPanel>(*m_session);
         m_session->setOnClose([this] { m_panel->hide(); });
     }

@@ -14,10 +14,10 @@ const QString password = QStringLiteral("correct horse");
 
 ServiceOptions accountService()
 {
-    const auto parsed = ServiceOptions::parse({QStringLiteral("tavrin-service"), QStringLiteral("--port"),
-                                               QStringLiteral("0"), QStringLiteral("--word-delay"),
-                                               QStringLiteral("0"), QStringLiteral("--account"),
-                                               email + u':' + password});
+    const auto parsed =
+        ServiceOptions::parse({QStringLiteral("tavrin-service"), QStringLiteral("--port"),
+                               QStringLiteral("0"), QStringLiteral("--word-delay"), QStringLiteral("0"),
+                               QStringLiteral("--account"), email + u':' + password});
     return std::get<ServiceOptions>(parsed);
 }
 
@@ -80,7 +80,8 @@ private slots:
         const QByteArray code = written.readAll();
         QVERIFY(!code.isEmpty() && !code.contains('\n'));
         QVERIFY2(!newCode->out().contains(code), "the pairing code must never be printed");
-        const QRegularExpression line(QStringLiteral("^code: (\\d+) characters · link: (\\S+) · expires in (\\d+)s\\n$"));
+        const QRegularExpression line(
+            QStringLiteral("^code: (\\d+) characters · link: (\\S+) · expires in (\\d+)s\\n$"));
         const auto match = line.match(QString::fromUtf8(newCode->out()));
         QVERIFY2(match.hasMatch(), newCode->out().constData());
         QCOMPARE(match.captured(1).toInt(), code.size());

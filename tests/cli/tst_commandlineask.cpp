@@ -27,8 +27,7 @@ class Tavrin : public TavrinProcess
 public:
     Tavrin(const QStringList& arguments, const QString& configPath)
         : TavrinProcess(arguments, {{QStringLiteral("MORVIK_CONFIG_PATH"), configPath}})
-    {
-    }
+    {}
 };
 
 } // namespace

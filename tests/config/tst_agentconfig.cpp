@@ -12,7 +12,9 @@ namespace {
 
 mode_t modeOf(const QString& path)
 {
-    struct stat info {};
+    struct stat info
+    {
+    };
     if (::stat(QFile::encodeName(path).constData(), &info) != 0)
         return 0;
     return info.st_mode & 07777;
@@ -55,7 +57,8 @@ private slots:
         QTest::addColumn<QByteArray>("variable");
         QTest::addColumn<QString>("expected");
         const QString cwd = QDir::currentPath();
-        QTest::newRow("unset or empty: home") << QByteArray() << QStringLiteral("/home/ana/.drovane/config.json");
+        QTest::newRow("unset or empty: home")
+            << QByteArray() << QStringLiteral("/home/ana/.drovane/config.json");
         QTest::newRow("absolute, literal") << QByteArray("/etc/x/c.json") << QStringLiteral("/etc/x/c.json");
         QTest::newRow("relative to the working directory") << QByteArray("a/c.json") << cwd + "/a/c.json";
         QTest::newRow("a tilde is an ordinary name") << QByteArray("~/c.json") << cwd + "/~/c.json";
@@ -86,12 +89,15 @@ private slots:
         QTest::addColumn<bool>("readable");
         QTest::addColumn<QString>("email");
         QTest::newRow("no email") << QByteArray(R"({"serverURL":"u","token":"t"})") << true << QString();
-        QTest::newRow("null email") << QByteArray(R"({"serverURL":"u","token":"t","email":null})") << true << QString();
-        QTest::newRow("email and extra keys") << QByteArray(R"({"serverURL":"u","token":"t","email":"e","x":1})")
-                                              << true << QStringLiteral("e");
+        QTest::newRow("null email") << QByteArray(R"({"serverURL":"u","token":"t","email":null})") << true
+                                    << QString();
+        QTest::newRow("email and extra keys")
+            << QByteArray(R"({"serverURL":"u","token":"t","email":"e","x":1})") << true
+            << QStringLiteral("e");
         QTest::newRow("token missing") << QByteArray(R"({"serverURL":"u"})") << false << QString();
         QTest::newRow("token a number") << QByteArray(R"({"serverURL":"u","token":5})") << false << QString();
-        QTest::newRow("email a number") << QByteArray(R"({"serverURL":"u","token":"t","email":5})") << false << QString();
+        QTest::newRow("email a number")
+            << QByteArray(R"({"serverURL":"u","token":"t","email":5})") << false << QString();
         QTest::newRow("an array") << QByteArray(R"(["u","t"])") << false << QString();
         QTest::newRow("not JSON") << QByteArray("serverURL=u") << false << QString();
     }
@@ -155,7 +161,8 @@ private slots:
         QTest::addColumn<QString>("server");
         QTest::addColumn<QString>("token");
         QTest::newRow("plain") << QStringLiteral("https://h.example") << QStringLiteral("abc");
-        QTest::newRow("query delimiters") << QStringLiteral("http://h:8080/p?a=1&b=2") << QStringLiteral("a+b=c&d%20 e");
+        QTest::newRow("query delimiters")
+            << QStringLiteral("http://h:8080/p?a=1&b=2") << QStringLiteral("a+b=c&d%20 e");
         QTest::newRow("non-ASCII") << QStringLiteral("https://hé.example/ü") << QStringLiteral("tök#n");
     }
     void legacyPairingLinkRoundTrips()

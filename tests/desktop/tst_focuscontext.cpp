@@ -29,11 +29,11 @@ class TestFocusContext : public QObject
     Q_OBJECT
 
 private slots:
-    void capture_data();
-    void capture();
+    void readText_data();
+    void readText();
 };
 
-void TestFocusContext::capture_data()
+void TestFocusContext::readText_data()
 {
     QTest::addColumn<std::optional<FocusedElement>>("focused");
     QTest::addColumn<std::optional<QString>>("fallback");
@@ -74,7 +74,7 @@ void TestFocusContext::capture_data()
     row("untrusted gives only the app", element("hello", 0, 2), seen(none), 0, primary, false);
 }
 
-void TestFocusContext::capture()
+void TestFocusContext::readText()
 {
     QFETCH(std::optional<FocusedElement>, focused);
     QFETCH(std::optional<QString>, fallback);
@@ -87,7 +87,7 @@ void TestFocusContext::capture()
     reader.fallback = fallback;
     reader.trusted = trusted;
 
-    QCOMPARE(FocusContext::capture(reader), expected);
+    QCOMPARE(FocusContext::readText(reader, editor, QDeadlineTimer(1000)), expected);
     QCOMPARE(reader.fallbackReads, fallbackReads);
 }
 

@@ -24,8 +24,8 @@ private slots:
 void TestHotKey::deliversOnTheMainThreadInOrder()
 {
     FakeDesktopPlatform platform;
-    HotKey askKey(ask);
-    HotKey replyKey(reply);
+    HotKey askKey(ask, platform.shortcuts);
+    HotKey replyKey(reply, platform.shortcuts);
     QVERIFY(askKey.isRegistered());
     QSignalSpy replyPresses(&replyKey, &HotKey::pressed);
     QStringList events;
@@ -59,13 +59,13 @@ void TestHotKey::destroyedHotKeyIsUnregisteredAndItsIdNeverReused()
 {
     FakeDesktopPlatform platform;
     platform.shortcuts.taken = {reply};
-    auto* first = new HotKey(ask);
+    auto* first = new HotKey(ask, platform.shortcuts);
     HotKey::deliver({HotKey::signature, first->id()}, true);
     delete first;
     QVERIFY(platform.shortcuts.registered.isEmpty());
-    HotKey second(ask);
+    HotKey second(ask, platform.shortcuts);
     QSignalSpy presses(&second, &HotKey::pressed);
-    const HotKey taken(reply);
+    const HotKey taken(reply, platform.shortcuts);
     QVERIFY(!taken.isRegistered());
     QCOMPARE(platform.shortcuts.registered.keys(), QList{second.id()});
     // The press queued for the destroyed hot key runs now: it must reach nothing, not its successor.

@@ -67,7 +67,7 @@ void TestKeystroke::pastesThenRestores()
     const std::optional<QString> earlierSelection = QStringLiteral("selected earlier");
     platform.board.selection = earlierSelection;
 
-    Keystroke::insert("answer", target);
+    Keystroke::insert(platform, "answer", target);
 
     QCOMPARE(platform.keys.activated, target ? QList{*target} : QList<RunningApp>());
     QCOMPARE(platform.board.text(), "answer");

@@ -1,5 +1,7 @@
 #include "DesktopSession.h"
 #include "EditorDriver.h"
+#include "desktop/DesktopPlatform.h"
+#include "desktop/FocusCapture.h"
 #include "desktop/FocusContext.h"
 #include "desktop/HotKey.h"
 #include "desktop/Keystroke.h"
@@ -7,13 +9,17 @@
 #include "desktop/x11/X11Connection.h"
 #include "desktop/x11/X11HotKeys.h"
 #include "desktop/x11/X11Keys.h"
+#include "platform/Platform.h"
 
 #include <QBuffer>
 #include <QFile>
 #include <QGuiApplication>
 #include <QImage>
+#include <QProcess>
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTimer>
 
 using namespace DesktopSession;
 
@@ -70,21 +76,37 @@ private slots:
     void insertionReplacesEditorSelectionAndRestoresClipboard_data();
     void insertionReplacesEditorSelectionAndRestoresClipboard();
     void insertionIntoTerminal();
+    void silentApplicationNeverStallsTheMainThread();
 
 private:
+    // The whole context, once the capture has completed.
+    FocusContext captureFocus();
+
     quint64 m_editorWindow = 0;
     quint64 m_terminalWindow = 0;
     qint64 m_editorProcess = 0;
     std::unique_ptr<EditorDriver> m_editor;
+    std::unique_ptr<DesktopPlatform> m_desktop;
+    std::unique_ptr<FocusCapture> m_capture;
 };
 
 void TestX11::initTestCase()
 {
+    m_desktop = Platform::createDesktop();
+    m_capture = std::make_unique<FocusCapture>(m_desktop->focusReader());
     m_editorWindow = windowOfClass("mousepad");
     m_terminalWindow = windowOfClass("xterm");
     m_editorProcess = processOfWindow(m_editorWindow);
     // The editor shows up on the accessibility bus a little after its window.
     QTRY_VERIFY_WITH_TIMEOUT((m_editor = std::make_unique<EditorDriver>(m_editorProcess))->isReady(), 10000);
+}
+
+FocusContext TestX11::captureFocus()
+{
+    std::optional<FocusContext> completed;
+    m_capture->start(this, [&](const FocusContext& context) { completed = context; });
+    [&] { QTRY_VERIFY(completed); }();
+    return completed.value_or(FocusContext());
 }
 
 void TestX11::hotKeyTapAndHold_data()
@@ -98,7 +120,7 @@ void TestX11::hotKeyTapAndHold_data()
 void TestX11::hotKeyTapAndHold()
 {
     QFETCH(int, holdMs);
-    HotKey hotKey({Qt::Key_Space, Qt::AltModifier});
+    HotKey hotKey({Qt::Key_Space, Qt::AltModifier}, m_desktop->hotKeys());
     QVERIFY(hotKey.isRegistered());
     QStringList events;
     connect(&hotKey, &HotKey::pressed, this, [&] { events << "press"; });
@@ -122,7 +144,7 @@ void TestX11::hotKeyHeldByAnotherClient()
     auto other = std::make_unique<OtherClient>();
     QVERIFY(other->grabs.registerHotKey({0, 1}, reply));
 
-    HotKey hotKey(reply);
+    HotKey hotKey(reply, m_desktop->hotKeys());
     QSignalSpy presses(&hotKey, &HotKey::pressed);
     QVERIFY(!hotKey.isRegistered());
     QVERIFY(xdotool({"key", "alt+shift+space"}));
@@ -143,7 +165,7 @@ void TestX11::terminalSelectionFromPrimary()
                      "--repeat", "2", "--delay", "60", "1"}));
 
     FocusContext context;
-    QTRY_COMPARE((context = FocusContext::capture()).selection, "SELECTME");
+    QTRY_COMPARE((context = captureFocus()).selection, "SELECTME");
     QCOMPARE(context.app->windowClass, "XTerm");
     QVERIFY(!context.before);
 }
@@ -184,7 +206,7 @@ void TestX11::editorSelection()
     QVERIFY(m_editor->select(start, end));
 
     FocusContext context;
-    QTRY_VERIFY((context = FocusContext::capture()).before == before);
+    QTRY_VERIFY((context = captureFocus()).before == before);
     QVERIFY(context.app);
     QCOMPARE(context.app->name, "Mousepad");
     QCOMPARE(context.app->processId, m_editorProcess);
@@ -209,12 +231,12 @@ void TestX11::insertionReplacesEditorSelectionAndRestoresClipboard()
     QVERIFY(activate(m_editorWindow));
     QVERIFY(m_editor->setText("keep REPLACE keep"));
     QVERIFY(m_editor->select(5, 12));
-    const FocusContext context = FocusContext::capture();
+    const FocusContext context = captureFocus();
     QCOMPARE(context.selection, "REPLACE");
     // Another window in front: the insertion has to bring the editor back.
     QVERIFY(activate(m_terminalWindow));
 
-    Keystroke::insert(QStringLiteral("answer \u00e9"), context.app);
+    Keystroke::insert(*m_desktop, QStringLiteral("answer \u00e9"), context.app);
 
     QTRY_COMPARE_WITH_TIMEOUT(m_editor->text(), QStringLiteral("keep answer \u00e9 keep"), 5000);
     QTRY_VERIFY_WITH_TIMEOUT(insertionsSettled(), 5000);
@@ -224,11 +246,11 @@ void TestX11::insertionReplacesEditorSelectionAndRestoresClipboard()
 void TestX11::insertionIntoTerminal()
 {
     QVERIFY(activate(m_terminalWindow));
-    const FocusContext context = FocusContext::capture();
+    const FocusContext context = captureFocus();
     QCOMPARE(context.app->windowClass, "XTerm");
     QVERIFY(activate(m_editorWindow));
 
-    Keystroke::insert("inserted-into-xterm", context.app);
+    Keystroke::insert(*m_desktop, "inserted-into-xterm", context.app);
     QTRY_VERIFY_WITH_TIMEOUT(insertionsSettled(), 5000);
     // The terminal runs cat into a file: Return ends the line so that it gets written.
     QVERIFY(xdotool({"key", "Return"}));
@@ -238,6 +260,56 @@ void TestX11::insertionIntoTerminal()
         return output.open(QIODevice::ReadOnly) && output.readAll().contains("inserted-into-xterm");
     };
     QTRY_VERIFY_WITH_TIMEOUT(written(), 5000);
+}
+
+void TestX11::silentApplicationNeverStallsTheMainThread()
+{
+    QProcess silent;
+    silent.start(QStringLiteral(TAVRIN_SILENT_APP), {});
+    QVERIFY(silent.waitForStarted());
+    const auto stop = qScopeGuard([&] {
+        silent.kill();
+        silent.waitForFinished();
+    });
+    quint64 window = 0;
+    QTRY_VERIFY_WITH_TIMEOUT((window = windowOfClass("silent-app")) != 0, 10000);
+    QVERIFY(activate(window));
+    // Well, it answers: its selection arrives with the application.
+    QTRY_COMPARE_WITH_TIMEOUT(captureFocus().selection, "SILENT", 10000);
+
+    silent.write("hang\n");
+    QVERIFY(silent.waitForBytesWritten());
+    QByteArray said;
+    QTRY_VERIFY2((said += silent.readAllStandardOutput()).contains("hanging"),
+                 silent.readAllStandardError().constData());
+
+    // A timer that should fire every millisecond measures how long the main thread was kept away.
+    QElapsedTimer clock;
+    qint64 lastTick = 0;
+    qint64 worstStall = 0;
+    QTimer ticker;
+    ticker.setTimerType(Qt::PreciseTimer);
+    connect(&ticker, &QTimer::timeout, this, [&] {
+        worstStall = qMax(worstStall, clock.elapsed() - lastTick);
+        lastTick = clock.elapsed();
+    });
+    std::optional<FocusContext> completed;
+    clock.start();
+    ticker.start(1);
+    const FocusContext immediate =
+        m_capture->start(this, [&](const FocusContext& context) { completed = context; });
+    worstStall = qMax(worstStall, clock.elapsed());
+    QTRY_VERIFY(completed);
+    ticker.stop();
+    const qint64 deadline = std::chrono::milliseconds(FocusCapture::defaultTextDeadline).count();
+    qInfo("capture from a silent application: complete after %lld ms (deadline %lld ms), worst main-thread "
+          "stall %lld ms",
+          clock.elapsed(), deadline, worstStall);
+
+    QVERIFY(immediate.app);
+    QCOMPARE(immediate.app->processId, silent.processId());
+    QCOMPARE(*completed, immediate);
+    QVERIFY2(worstStall < deadline, "the main thread waited on the silent application");
 }
 
 int main(int argc, char** argv)

@@ -1,4 +1,5 @@
 #include "desktop/Dictation.h"
+#include "platform/Platform.h"
 
 #include <QProcess>
 #include <QSignalSpy>
@@ -72,7 +73,7 @@ private slots:
         QVERIFY(m_clips.isValid());
         QVERIFY2(!qEnvironmentVariableIsEmpty("PULSE_SERVER"),
                  "run through ctest: the sound server is a fixture");
-        m_dictation = std::make_unique<Dictation>();
+        m_dictation = Platform::createDictation();
         QObject context;
         std::optional<bool> granted;
         m_dictation->requestPermissions(&context, [&granted](bool answer) { granted = answer; });

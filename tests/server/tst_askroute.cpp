@@ -1,7 +1,7 @@
 #include "AskRoute.h"
 #include "OfflineEngine.h"
 #include "RunningService.h"
-#include "service/EventLineParser.h"
+#include "protocol/EventLineParser.h"
 
 #include <QNetworkReply>
 #include <QSignalSpy>

@@ -167,8 +167,8 @@ private slots:
         QTest::newRow("500 with error")
             << 500 << QByteArray("{\"error\":\"model down\"}") << QStringLiteral("model down");
         QTest::newRow("500 empty") << 500 << QByteArray() << QStringLiteral("Server returned HTTP 500");
-        QTest::newRow("error not a string") << 503 << QByteArray("{\"error\":{\"m\":1}}")
-                                            << QStringLiteral("Server returned HTTP 503");
+        QTest::newRow("error not a string")
+            << 503 << QByteArray("{\"error\":{\"m\":1}}") << QStringLiteral("Server returned HTTP 503");
         QTest::newRow("HTML page") << 502 << QByteArray("<html>bad gateway</html>")
                                    << QStringLiteral("Server returned HTTP 502");
         QTest::newRow("204") << 204 << QByteArray() << QStringLiteral("Server returned HTTP 204");

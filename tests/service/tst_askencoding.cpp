@@ -1,4 +1,4 @@
-#include "service/AskRequest.h"
+#include "protocol/AskRequest.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>

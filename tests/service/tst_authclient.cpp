@@ -9,8 +9,7 @@
 namespace {
 
 // Waits for one callback of an account operation.
-template <typename T>
-class Outcome
+template <typename T> class Outcome
 {
 public:
     AuthClient::Callback<T> callback()
@@ -65,11 +64,14 @@ private slots:
         QTest::addColumn<QByteArray>("body");
         QTest::addColumn<QString>("message");
         QTest::newRow("2xx passes") << 204 << QByteArray("junk") << QString();
-        QTest::newRow("service error text") << 401 << QByteArray(R"({"error":"unauthorized"})")
-                                            << QStringLiteral("unauthorized");
-        QTest::newRow("HTML page") << 500 << QByteArray("<html/>") << QStringLiteral("Server returned HTTP 500");
-        QTest::newRow("empty object") << 404 << QByteArray("{}") << QStringLiteral("Server returned HTTP 404");
-        QTest::newRow("error not a string") << 502 << QByteArray(R"({"error":3})") << QStringLiteral("Server returned HTTP 502");
+        QTest::newRow("service error text")
+            << 401 << QByteArray(R"({"error":"unauthorized"})") << QStringLiteral("unauthorized");
+        QTest::newRow("HTML page") << 500 << QByteArray("<html/>")
+                                   << QStringLiteral("Server returned HTTP 500");
+        QTest::newRow("empty object")
+            << 404 << QByteArray("{}") << QStringLiteral("Server returned HTTP 404");
+        QTest::newRow("error not a string")
+            << 502 << QByteArray(R"({"error":3})") << QStringLiteral("Server returned HTTP 502");
     }
     void checkJudgesStatusAndBody()
     {
@@ -143,8 +145,8 @@ private slots:
 
         server.enqueue(json(200, sessionJson));
         Outcome<AuthClient::Session> verified;
-        AuthClient::verifyCode(server.url().toString(), QStringLiteral("a@x"), QStringLiteral("42"), true, this,
-                               verified.callback());
+        AuthClient::verifyCode(server.url().toString(), QStringLiteral("a@x"), QStringLiteral("42"), true,
+                               this, verified.callback());
         QVERIFY(verified.wait().ok());
         QCOMPARE(server.requests().at(2).path, QByteArray("/auth/verify"));
     }
@@ -165,7 +167,8 @@ private slots:
     {
         ScriptedServer server;
         server.enqueue(json(200, R"({"user":{"email":"a@x","plan":"free","role":"admin"}})"));
-        server.enqueue(json(200, "{\"code\":\"ABC123\",\"deep_link\":\"https://p.example/pair\",\"expires_in\":600}"));
+        server.enqueue(
+            json(200, "{\"code\":\"ABC123\",\"deep_link\":\"https://p.example/pair\",\"expires_in\":600}"));
         Outcome<AuthClient::User> user;
         Outcome<AuthClient::Pairing> pairing;
         AuthClient::me(configFor(server), this, user.callback());
@@ -226,7 +229,8 @@ private slots:
             ScriptedServer gone;
             closedPort = gone.port();
         }
-        const AgentConfig config{QStringLiteral("http://127.0.0.1:%1").arg(closedPort), QStringLiteral("t"), std::nullopt};
+        const AgentConfig config{QStringLiteral("http://127.0.0.1:%1").arg(closedPort), QStringLiteral("t"),
+                                 std::nullopt};
         QCOMPARE(config.save(), std::nullopt);
         bool done = false;
         AuthClient::signOut(config, this, [&done] { done = true; });

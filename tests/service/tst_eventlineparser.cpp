@@ -1,4 +1,4 @@
-#include "service/EventLineParser.h"
+#include "protocol/EventLineParser.h"
 
 #include <QTest>
 
@@ -59,7 +59,8 @@ private slots:
         row("array, number, broken JSON ignored; later lines parsed",
             "event: delta\ndata: [1]\ndata: 5\ndata: {\"t\":\ndata: {\"t\":\"ok\"}\n", {Delta{"ok"}});
         row("trailing garbage after the object", "event: delta\ndata: {\"t\":\"a\"} x\n", {});
-        row("comments, ids and retries ignored", ": hi\nid: 4\nretry: 10\nevent: reset\ndata: {}\n", {Reset{}});
+        row("comments, ids and retries ignored", ": hi\nid: 4\nretry: 10\nevent: reset\ndata: {}\n",
+            {Reset{}});
         row("reset needs a JSON object", "event: reset\ndata: nope\n", {});
         row("done exact integer", "event: done\ndata: {\"ms\":1520}\n", {Done{1520, ""}});
         row("done integral float", "event: done\ndata: {\"ms\":1520.0,\"route\":\"r\"}\n", {Done{1520, "r"}});
@@ -91,7 +92,8 @@ private slots:
 
     void invalidUtf8BecomesReplacementCharacters()
     {
-        const QByteArray stream = "event: delta\ndata: {\"t\":\"a\xff" "b\"}\n";
+        const QByteArray stream = "event: delta\ndata: {\"t\":\"a\xff"
+                                  "b\"}\n";
         QCOMPARE(parseWhole(stream), (QList<AskEvent>{Delta{QStringLiteral("a\uFFFDb")}}));
     }
 
@@ -137,8 +139,8 @@ private slots:
     {
         QFETCH(qsizetype, pieceSize);
         const QByteArray huge = "data: {\"t\":\"" + QByteArray(EventLineParser::maxLineBytes, 'x') + "\"}\n";
-        const QByteArray atLimit = "data: {\"t\":\"" +
-                                   QByteArray(EventLineParser::maxLineBytes - 14, 'y') + "\"}\n";
+        const QByteArray atLimit =
+            "data: {\"t\":\"" + QByteArray(EventLineParser::maxLineBytes - 14, 'y') + "\"}\n";
         const QByteArray stream = "event: delta\n" + huge + atLimit + "data: {\"t\":\"after\"}\n";
         const QList<AskEvent> events = parseInPieces(stream, pieceSize);
         QCOMPARE(events.size(), 2);

@@ -1,10 +1,10 @@
 #include "FakeAudioInput.h"
 #include "FakeDesktopPlatform.h"
 #include "FakeSpeechRecognizer.h"
+#include "MakeTestSession.h"
 #include "ScriptedServer.h"
 #include "config/Preferences.h"
 #include "desktop/Dictation.h"
-#include "session/Session.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -25,8 +25,8 @@ QByteArray events(std::initializer_list<std::pair<const char*, const char*>> lis
     return bytes;
 }
 
-const QByteArray helloAnswer = events({{"delta", R"({"t":"Hel"})"}, {"delta", R"({"t":"lo"})"},
-                                       {"done", R"({"ms":1520,"route":"fast"})"}});
+const QByteArray helloAnswer = events(
+    {{"delta", R"({"t":"Hel"})"}, {"delta", R"({"t":"lo"})"}, {"done", R"({"ms":1520,"route":"fast"})"}});
 
 } // namespace
 
@@ -43,7 +43,10 @@ private:
     FakeAudioInput* m_microphone = nullptr;
     int m_closes = 0;
 
-    QJsonObject lastSent() const { return QJsonDocument::fromJson(m_server->requests().last().body).object(); }
+    QJsonObject lastSent() const
+    {
+        return QJsonDocument::fromJson(m_server->requests().last().body).object();
+    }
     Phase::Kind phase() const { return m_session->phase().kind; }
     void answerWith(const QByteArray& stream) { m_server->enqueue(ScriptedResponse().part(stream)); }
     bool pasted() const { return !m_desktop->keys.sent.isEmpty(); }
@@ -61,11 +64,10 @@ private slots:
         m_desktop = std::make_unique<FakeDesktopPlatform>();
         m_desktop->reader.app = RunningApp{QStringLiteral("Mousepad"), 42, 7, QStringLiteral("mousepad")};
         m_server = std::make_unique<ScriptedServer>();
-        auto microphone = std::make_unique<FakeAudioInput>();
-        auto recognizer = std::make_unique<FakeSpeechRecognizer>();
-        m_microphone = microphone.get();
-        m_recognizer = recognizer.get();
-        m_session = std::make_unique<Session>(std::make_unique<Dictation>(std::move(microphone), std::move(recognizer)));
+        SessionDictationFakes fakes;
+        m_session = makeTestSession(*m_desktop, &fakes);
+        m_microphone = fakes.microphone;
+        m_recognizer = fakes.recognizer;
         m_session->setConfig(AgentConfig{m_server->url().toString(), QStringLiteral("tok"), std::nullopt});
         m_closes = 0;
         m_session->setOnClose([this] { ++m_closes; });
@@ -80,7 +82,8 @@ private slots:
 
     void replyToClipboardSendsTheFixedRequest()
     {
-        m_desktop->board.copyByUser(FakeClipboard::textContents(QStringLiteral(" \n  Can we meet at 3?\n\t")));
+        m_desktop->board.copyByUser(
+            FakeClipboard::textContents(QStringLiteral(" \n  Can we meet at 3?\n\t")));
         m_session->begin(false, true);
         QCOMPARE(m_session->copied(), QStringLiteral("Can we meet at 3?"));
         answerWith(helloAnswer);
@@ -90,6 +93,25 @@ private slots:
         QCOMPARE(lastSent().value("text").toString(), Session::replyRequest);
         QCOMPARE(lastSent().value("copied").toString(), QStringLiteral("Can we meet at 3?"));
         QCOMPARE(lastSent().value("app").toString(), QStringLiteral("Mousepad"));
+    }
+
+    void selectionArrivesAfterTheApplicationAndIsSent()
+    {
+        m_desktop->reader.element =
+            FocusedElement{QStringLiteral("two"), QStringLiteral("one two three"), TextRange{4, 3}};
+        QSignalSpy contextChanges(m_session.get(), &Session::contextChanged);
+        m_session->begin(false, false);
+        QCOMPARE(m_session->context().app->name, QStringLiteral("Mousepad"));
+        QTRY_COMPARE(m_session->context().selection, QStringLiteral("two"));
+        QCOMPARE(contextChanges.count(), 2);
+
+        answerWith(helloAnswer);
+        m_session->setRequest(QStringLiteral("explain"));
+        m_session->send();
+        QTRY_COMPARE(phase(), Phase::Answer);
+        QCOMPARE(lastSent().value("selection").toString(), QStringLiteral("two"));
+        QCOMPARE(lastSent().value("before").toString(), QStringLiteral("one "));
+        QCOMPARE(lastSent().value("after").toString(), QStringLiteral(" three"));
     }
 
     void emptyRequestsAreIgnored_data()
@@ -280,11 +302,14 @@ private slots:
         QTest::addColumn<QByteArray>("stream");
         QTest::addColumn<int>("status");
         QTest::addColumn<QString>("message");
-        QTest::newRow("failure event") << events({{"delta", R"({"t":"kept"})"}, {"error", R"({"message":"model down"})"}})
-                                       << 200 << QStringLiteral("model down");
-        QTest::newRow("signed out on the service") << QByteArray() << 401
-                                                   << QStringLiteral("This Mac is signed out. Open Tavrin and sign in again.");
-        QTest::newRow("nothing but a route") << events({{"route", R"({"route":"r"})"}}) << 200 << Session::emptyAnswer;
+        QTest::newRow("failure event")
+            << events({{"delta", R"({"t":"kept"})"}, {"error", R"({"message":"model down"})"}}) << 200
+            << QStringLiteral("model down");
+        QTest::newRow("signed out on the service")
+            << QByteArray() << 401
+            << QStringLiteral("This Mac is signed out. Open Tavrin and sign in again.");
+        QTest::newRow("nothing but a route")
+            << events({{"route", R"({"route":"r"})"}}) << 200 << Session::emptyAnswer;
     }
     void streamsThatFailOrSayNothingEndInAnError()
     {

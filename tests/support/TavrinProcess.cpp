@@ -46,7 +46,8 @@ bool TavrinProcess::waitForOutput(const QByteArray& text)
 
 bool TavrinProcess::finish()
 {
-    const bool ended = QTest::qWaitFor([this] { return m_process.state() == QProcess::NotRunning; }, deadlineMs);
+    const bool ended =
+        QTest::qWaitFor([this] { return m_process.state() == QProcess::NotRunning; }, deadlineMs);
     m_out += m_process.readAllStandardOutput();
     m_err += m_process.readAllStandardError();
     return ended && m_process.exitStatus() == QProcess::NormalExit;

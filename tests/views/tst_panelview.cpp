@@ -1,6 +1,7 @@
 #include "FakeAudioInput.h"
 #include "FakeDesktopPlatform.h"
 #include "FakeSpeechRecognizer.h"
+#include "MakeTestSession.h"
 #include "ScriptedServer.h"
 #include "config/Preferences.h"
 #include "desktop/Dictation.h"
@@ -42,13 +43,12 @@ QByteArray delta(const QString& text)
 
 const QByteArray done = "{\"ms\":1520,\"route\":\"fast\"}";
 
-// Every test builds its session here, so that a change of the constructor is one edit.
-std::unique_ptr<Session> makeSession(const QUrl& server, FakeSpeechRecognizer*& recognizer)
+std::unique_ptr<Session> makeSession(DesktopPlatform& desktop, const QUrl& server,
+                                     FakeSpeechRecognizer*& recognizer)
 {
-    auto speech = std::make_unique<FakeSpeechRecognizer>();
-    recognizer = speech.get();
-    auto session = std::make_unique<Session>(
-        std::make_unique<Dictation>(std::make_unique<FakeAudioInput>(), std::move(speech)));
+    SessionDictationFakes fakes;
+    auto session = makeTestSession(desktop, &fakes);
+    recognizer = fakes.recognizer;
     session->setConfig(AgentConfig{server.toString(), QStringLiteral("tok"), std::nullopt});
     return session;
 }
@@ -153,7 +153,7 @@ private slots:
         m_desktop = std::make_unique<FakeDesktopPlatform>();
         m_desktop->reader.app = RunningApp{QStringLiteral("Mousepad"), 42, 7, QStringLiteral("mousepad")};
         m_server = std::make_unique<ScriptedServer>();
-        m_session = makeSession(m_server->url(), m_recognizer);
+        m_session = makeSession(*m_desktop, m_server->url(), m_recognizer);
         m_view = std::make_unique<PanelView>(*m_session);
         m_view->show();
         QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
@@ -275,8 +275,9 @@ private slots:
         m_desktop->reader.element = FocusedElement{};
         m_desktop->reader.element->selectedText = selection;
         m_session->begin(false, true);
+        // The selection is read off the main thread and arrives a moment after begin.
+        QTRY_VERIFY2(labels().contains(selectedLine), qPrintable(labels().join(u'|')));
         const QStringList rows = labels();
-        QVERIFY2(rows.contains(selectedLine), qPrintable(rows.join(u'|')));
         // The replying line is at most three lines; the letters run together, so it is cut in the
         // third line with "…" once more when it does not fit.
         const QString shown = rows.value(rows.indexOf(selectedLine) - 1);

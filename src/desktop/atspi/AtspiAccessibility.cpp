@@ -72,9 +72,9 @@ GObjectPtr<AtspiAccessible> searchFocused(AtspiAccessible* app)
     return found;
 }
 
-GObjectPtr<AtspiAccessible> walkFocused(AtspiAccessible* node, int& budget)
+GObjectPtr<AtspiAccessible> walkFocused(AtspiAccessible* node, int& budget, QDeadlineTimer deadline)
 {
-    if (--budget < 0) {
+    if (--budget < 0 || deadline.hasExpired()) {
         return nullptr;
     }
     if (isFocused(node)) {
@@ -82,11 +82,11 @@ GObjectPtr<AtspiAccessible> walkFocused(AtspiAccessible* node, int& budget)
     }
     ErrorSink error;
     const gint children = atspi_accessible_get_child_count(node, &error);
-    for (gint i = 0; i < children && budget > 0; ++i) {
+    for (gint i = 0; i < children && budget > 0 && !deadline.hasExpired(); ++i) {
         ErrorSink childError;
         const GObjectPtr<AtspiAccessible> child(atspi_accessible_get_child_at_index(node, i, &childError));
         if (child) {
-            if (GObjectPtr<AtspiAccessible> found = walkFocused(child.get(), budget)) {
+            if (GObjectPtr<AtspiAccessible> found = walkFocused(child.get(), budget, deadline)) {
                 return found;
             }
         }
@@ -170,26 +170,32 @@ FocusedElement readText(AtspiAccessible* accessible)
 
 } // namespace
 
-bool AtspiAccessibility::isEnabled()
+bool AtspiAccessibility::isEnabled(QDeadlineTimer deadline)
 {
     QDBusMessage call = QDBusMessage::createMethodCall(
         QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
         QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
     call << QStringLiteral("org.a11y.Status") << QStringLiteral("IsEnabled");
-    const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, 1000);
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(
+        call, QDBus::Block, int(qMax<qint64>(1, deadline.remainingTime())));
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
         return false;
     }
     return reply.arguments().first().value<QDBusVariant>().variant().toBool();
 }
 
-std::optional<FocusedElement> AtspiAccessibility::focusedElement(qint64 processId)
+std::optional<FocusedElement> AtspiAccessibility::focusedElement(qint64 processId, QDeadlineTimer deadline)
 {
     if (processId <= 0 || processId == QCoreApplication::applicationPid()) {
         return std::nullopt;
     }
     if (!m_initialized) {
         atspi_init();
+        // Qt's event loop on this thread iterates the thread's GLib context.
+        if (GMainContext* context = g_main_context_get_thread_default())
+            atspi_set_main_context(context);
+        // The registry and the bus answer at once; an application slower than this is not answering.
+        atspi_set_timeout(callTimeoutMs, callTimeoutMs);
         m_initialized = true;
     }
     const GObjectPtr<AtspiAccessible> app = applicationOf(processId);
@@ -199,11 +205,11 @@ std::optional<FocusedElement> AtspiAccessibility::focusedElement(qint64 processI
     // Cached states would describe the focus as it was when the cache was filled.
     atspi_accessible_clear_cache(app.get());
     GObjectPtr<AtspiAccessible> focused = searchFocused(app.get());
-    if (!focused) {
+    if (!focused && !deadline.hasExpired()) {
         int budget = maxWalkedNodes;
-        focused = walkFocused(app.get(), budget);
+        focused = walkFocused(app.get(), budget, deadline);
     }
-    if (!focused) {
+    if (!focused || deadline.hasExpired()) {
         return std::nullopt;
     }
     return readText(focused.get());

@@ -30,10 +30,10 @@ bool QtAudioInput::hasInput() const
     return !QMediaDevices::audioInputs().isEmpty();
 }
 
-QAudioDevice QtAudioInput::chooseDevice() const
+QAudioDevice QtAudioInput::chooseDevice()
 {
     const QList<QAudioDevice> inputs = QMediaDevices::audioInputs();
-    const QByteArray wanted = m_deviceId.isEmpty() ? PulseDefaultSource::name() : m_deviceId;
+    const QByteArray wanted = m_deviceId.isEmpty() ? m_defaultSource.name() : m_deviceId;
     for (const QAudioDevice& device : inputs) {
         if (device.id() == wanted)
             return device;

@@ -2,6 +2,7 @@
 
 #include "desktop/AudioInput.h"
 #include "desktop/audio/PcmConverter.h"
+#include "desktop/audio/PulseDefaultSource.h"
 
 #include <QAudioDevice>
 #include <QAudioSource>
@@ -24,10 +25,11 @@ public:
     bool hasInput() const override;
 
 private:
-    QAudioDevice chooseDevice() const;
+    QAudioDevice chooseDevice();
     void readAvailable();
 
     QByteArray m_deviceId;
+    PulseDefaultSource m_defaultSource;
     std::unique_ptr<QAudioSource> m_source;
     QPointer<QIODevice> m_stream;
     std::optional<PcmConverter> m_converter;

@@ -1,21 +1,12 @@
 #include "desktop/x11/X11Connection.h"
 
+#include "desktop/x11/XcbReply.h"
+
 #include <QAbstractEventDispatcher>
 #include <QSocketNotifier>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-
-namespace {
-
-struct FreeDeleter
-{
-    void operator()(void* pointer) const { std::free(pointer); }
-};
-
-template <typename T> using XcbReply = std::unique_ptr<T, FreeDeleter>;
-
-} // namespace
 
 X11Connection::X11Connection()
 {

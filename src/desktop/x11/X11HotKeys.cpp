@@ -3,6 +3,7 @@
 #include "desktop/HotKey.h"
 #include "desktop/x11/X11Connection.h"
 #include "desktop/x11/X11Keys.h"
+#include "desktop/x11/XcbReply.h"
 
 #include <cstdlib>
 
@@ -53,9 +54,8 @@ bool X11HotKeys::registerHotKey(HotKeyId id, const KeyChord& chord)
     // Another client holding any variant answers BadAccess; then none of ours may stay behind.
     bool refused = false;
     for (const xcb_void_cookie_t cookie : cookies) {
-        if (xcb_generic_error_t* error = xcb_request_check(m_connection.get(), cookie)) {
+        if (const XcbReply<xcb_generic_error_t> error{xcb_request_check(m_connection.get(), cookie)}) {
             refused = true;
-            std::free(error);
         }
     }
     if (refused) {

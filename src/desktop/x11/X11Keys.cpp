@@ -1,5 +1,7 @@
 #include "desktop/x11/X11Keys.h"
 
+#include "desktop/x11/XcbReply.h"
+
 #include <X11/keysym.h>
 #include <cstdlib>
 #include <memory>
@@ -58,8 +60,7 @@ xcb_keycode_t X11Keys::keycodeForKeysym(xcb_keysym_t keysym) const
     if (!m_symbols) {
         return 0;
     }
-    const std::unique_ptr<xcb_keycode_t, decltype(&std::free)> codes(
-        xcb_key_symbols_get_keycode(m_symbols, keysym), &std::free);
+    const XcbReply<xcb_keycode_t> codes(xcb_key_symbols_get_keycode(m_symbols, keysym));
     return codes ? codes.get()[0] : 0;
 }
 
@@ -103,9 +104,8 @@ QList<xcb_keycode_t> X11Keys::modifierKeycodes(Qt::KeyboardModifiers modifiers) 
 uint16_t X11Keys::findNumLockMask(xcb_connection_t* connection) const
 {
     const xcb_keycode_t numLock = keycodeForKeysym(XK_Num_Lock);
-    const std::unique_ptr<xcb_get_modifier_mapping_reply_t, decltype(&std::free)> mapping(
-        xcb_get_modifier_mapping_reply(connection, xcb_get_modifier_mapping(connection), nullptr),
-        &std::free);
+    const XcbReply<xcb_get_modifier_mapping_reply_t> mapping(
+        xcb_get_modifier_mapping_reply(connection, xcb_get_modifier_mapping(connection), nullptr));
     if (!mapping || numLock == 0) {
         return 0;
     }

@@ -2,6 +2,7 @@
 
 #include "desktop/x11/X11Connection.h"
 #include "desktop/x11/X11Keys.h"
+#include "desktop/x11/XcbReply.h"
 
 #include <QList>
 #include <cstdlib>
@@ -40,8 +41,7 @@ bool X11Keystrokes::keysHeld()
         return false;
     }
     xcb_connection_t* c = m_connection.get();
-    const std::unique_ptr<xcb_query_keymap_reply_t, decltype(&std::free)> keymap(
-        xcb_query_keymap_reply(c, xcb_query_keymap(c), nullptr), &std::free);
+    const XcbReply<xcb_query_keymap_reply_t> keymap(xcb_query_keymap_reply(c, xcb_query_keymap(c), nullptr));
     if (!keymap) {
         return false;
     }

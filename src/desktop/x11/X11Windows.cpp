@@ -1,6 +1,7 @@
 #include "desktop/x11/X11Windows.h"
 
 #include "desktop/x11/X11Connection.h"
+#include "desktop/x11/XcbReply.h"
 
 #include <QList>
 #include <cstdlib>
@@ -55,8 +56,8 @@ qint64 X11Windows::primarySelectionProcess()
         return 0;
     }
     xcb_connection_t* c = m_connection.get();
-    const std::unique_ptr<xcb_get_selection_owner_reply_t, decltype(&std::free)> owner(
-        xcb_get_selection_owner_reply(c, xcb_get_selection_owner(c, XCB_ATOM_PRIMARY), nullptr), &std::free);
+    const XcbReply<xcb_get_selection_owner_reply_t> owner(
+        xcb_get_selection_owner_reply(c, xcb_get_selection_owner(c, XCB_ATOM_PRIMARY), nullptr));
     if (!owner || owner->owner == XCB_NONE) {
         return 0;
     }
@@ -69,8 +70,8 @@ qint64 X11Windows::processOf(xcb_window_t window)
     // such as the hidden windows that own selections.
     xcb_connection_t* c = m_connection.get();
     const xcb_res_client_id_spec_t wanted{window, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
-    const std::unique_ptr<xcb_res_query_client_ids_reply_t, decltype(&std::free)> reply(
-        xcb_res_query_client_ids_reply(c, xcb_res_query_client_ids(c, 1, &wanted), nullptr), &std::free);
+    const XcbReply<xcb_res_query_client_ids_reply_t> reply(
+        xcb_res_query_client_ids_reply(c, xcb_res_query_client_ids(c, 1, &wanted), nullptr));
     if (!reply) {
         return 0;
     }

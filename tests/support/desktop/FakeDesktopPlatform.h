@@ -21,12 +21,12 @@ public:
     int fallbackReads = 0;
 
     std::optional<RunningApp> frontmostApp() override { return app; }
-    bool isTrusted() override { return trusted; }
-    std::optional<FocusedElement> focusedElement(const std::optional<RunningApp>&) override
+    bool isTrusted(QDeadlineTimer) override { return trusted; }
+    std::optional<FocusedElement> focusedElement(const std::optional<RunningApp>&, QDeadlineTimer) override
     {
         return element;
     }
-    std::optional<QString> fallbackSelection(const std::optional<RunningApp>&) override
+    std::optional<QString> fallbackSelection(const std::optional<RunningApp>&, QDeadlineTimer) override
     {
         ++fallbackReads;
         return fallback;
@@ -119,12 +119,11 @@ public:
     void unregisterHotKey(HotKeyId id) override { registered.remove(id.id); }
 };
 
-// A whole fake desktop, injected as the process's platform for the lifetime of the object.
+// A whole fake desktop, handed to the code under test in place of the real one.
 class FakeDesktopPlatform : public DesktopPlatform
 {
 public:
-    FakeDesktopPlatform() { DesktopPlatform::inject(this); }
-    ~FakeDesktopPlatform() override { DesktopPlatform::inject(nullptr); }
+    FakeDesktopPlatform() = default;
     FakeDesktopPlatform(const FakeDesktopPlatform&) = delete;
     FakeDesktopPlatform& operator=(const FakeDesktopPlatform&) = delete;
 

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QObject>
+#include <memory>
+
+class DesktopPlatform;
+class Dictation;
+
+// The composition root's factory: the real adapters of the platform this build targets, behind the
+// portable interfaces. Only the application and the tests call it; portable code is handed what it
+// creates.
+namespace Platform {
+
+// The desktop of this session (X11 with AT-SPI accessibility). Needs a QGuiApplication.
+std::unique_ptr<DesktopPlatform> createDesktop();
+
+// Dictation from the sound server's default microphone into the offline recogniser, whose model starts
+// loading at once.
+std::unique_ptr<Dictation> createDictation(QObject* parent = nullptr);
+
+} // namespace Platform
