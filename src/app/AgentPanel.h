@@ -1,5 +1,7 @@
 #pragma once
 
+#include "app/PanelPresenter.h"
+
 #include <QWidget>
 #include <optional>
 
@@ -9,7 +11,7 @@ class Session;
 // The floating window around the panel view: created once and kept, frameless, above other windows,
 // on every workspace and left out of the taskbar. It opens near the top of the screen under the
 // pointer and grows downwards as the answer grows, its top edge staying where it opened.
-class AgentPanel : public QWidget
+class AgentPanel : public QWidget, public PanelPresenter
 {
     Q_OBJECT
 public:
@@ -22,7 +24,7 @@ public:
 
     // Places the panel on the screen under the pointer and brings it to the front; with makeKey it
     // also takes the keyboard, otherwise the application in front keeps it.
-    void showPanel(bool makeKey);
+    void showPanel(bool makeKey) override;
     // Where the last showPanel put the top edge, in global coordinates.
     std::optional<int> anchorTop() const { return m_anchorTop; }
     PanelView& view() { return *m_view; }

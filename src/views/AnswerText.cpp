@@ -25,21 +25,39 @@ AnswerText::AnswerText(QWidget* parent) : QTextEdit(parent)
     setAutoFillBackground(false);
     setAccessibleName(tr("Answer"));
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    // Laying out a paragraph again costs a few hundred microseconds whatever was added to it, so
+    // the deltas of one frame are laid out together.
+    m_frame.setSingleShot(true);
+    m_frame.setInterval(frameMs);
+    connect(&m_frame, &QTimer::timeout, this, &AnswerText::flush);
     fit();
 }
 
 void AnswerText::replace(const QString& text)
 {
+    m_frame.stop();
+    m_pending.clear();
     setPlainText(text);
     fit();
 }
 
 void AnswerText::append(const QString& text)
 {
+    m_pending += text;
+    if (!m_frame.isActive())
+        m_frame.start();
+}
+
+void AnswerText::flush()
+{
+    m_frame.stop();
+    if (m_pending.isEmpty())
+        return;
     // Inserting at the end lays out only the last paragraph again.
     QTextCursor end(document());
     end.movePosition(QTextCursor::End);
-    end.insertText(text);
+    end.insertText(m_pending);
+    m_pending.clear();
     fit();
 }
 

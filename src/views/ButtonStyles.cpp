@@ -226,7 +226,9 @@ void ThemedCheckBox::paintEvent(QPaintEvent*)
         painter.setBrush(Qt::NoBrush);
         painter.drawPath(tick);
     } else {
-        painter.setPen(QPen(isDown() ? Theme::mutedForeground() : Theme::border(), 1));
+        QColor edge = Theme::mutedForeground();
+        edge.setAlphaF(isDown() ? 1.0 : 0.6);
+        painter.setPen(QPen(edge, 1));
         painter.setBrush(isDown() ? Theme::muted() : Theme::card());
         painter.drawRoundedRect(box, 4, 4);
     }

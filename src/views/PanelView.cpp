@@ -43,6 +43,12 @@ constexpr int replyingPadding = 8;
 constexpr int replyingSymbol = 11;
 constexpr int replyingClose = 9;
 constexpr int innerSpacing = 6;
+// The close button sits closer to the box's right edge than the padding, as its own hover area
+// pads it by 4 on each side.
+constexpr int replyingRightPadding = replyingPadding - 4;
+constexpr int replyingCloseWidth = replyingClose + 8;
+constexpr int replyingTextWidth = contentWidth - replyingPadding - replyingSymbol - innerSpacing -
+                                  innerSpacing - replyingCloseWidth - replyingRightPadding;
 constexpr int replyingMaxLines = 3;
 constexpr int requestMaxLines = 4;
 
@@ -313,8 +319,8 @@ QWidget* PanelView::buildHeader()
 {
     auto* header = new QWidget(this);
     auto* layout = row(header, 8);
-    m_mark = new MorvikMark(markSize, header);
-    m_mark->setAccessibleName(QStringLiteral("Tavrin"));
+    auto* mark = new MorvikMark(markSize, header);
+    mark->setAccessibleName(QStringLiteral("Tavrin"));
     m_title = new QLabel(header);
     m_title->setFont(pixelFont(13, QFont::Medium));
     m_busy = new BusyIndicator(header);
@@ -325,7 +331,7 @@ QWidget* PanelView::buildHeader()
     m_autoInsert->setToolTip(tr("Paste answers as soon as they're ready, without pressing Insert"));
     connect(m_autoInsert, &QCheckBox::clicked, this,
             [](bool checked) { Preferences::setAutoInsert(checked); });
-    layout->addWidget(m_mark);
+    layout->addWidget(mark);
     layout->addWidget(m_title);
     layout->addWidget(m_busy);
     layout->addStretch(1);
@@ -339,21 +345,17 @@ QWidget* PanelView::buildReplying()
 {
     m_replying = new MutedBox(this);
     auto* layout = row(m_replying, innerSpacing);
-    layout->setContentsMargins(replyingPadding, replyingPadding, replyingPadding - 4, replyingPadding);
-    auto* symbol = new QLabel(m_replying);
-    symbol->setPixmap(Icons::icon(Icons::Symbol::DocOnClipboard, replyingSymbol, Theme::mutedForeground(),
-                                  devicePixelRatioF())
-                          .pixmap(replyingSymbol, replyingSymbol));
-    symbol->setObjectName(QStringLiteral("replyingSymbol"));
-    symbol->setAccessibleName(tr("Clipboard"));
-    symbol->setAlignment(Qt::AlignTop);
-    symbol->setContentsMargins(0, 1, 0, 0);
+    layout->setContentsMargins(replyingPadding, replyingPadding, replyingRightPadding, replyingPadding);
+    m_replyingSymbol = new QLabel(m_replying);
+    m_replyingSymbol->setAccessibleName(tr("Clipboard"));
+    m_replyingSymbol->setAlignment(Qt::AlignTop);
+    m_replyingSymbol->setContentsMargins(0, 1, 0, 0);
     m_replyingText = makeLabel(11, QFont::Normal, true, m_replying);
     m_replyingText->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     auto* drop =
         new IconButton(Icons::Symbol::XMark, replyingClose, tr("Don't use the clipboard"), m_replying);
     connect(drop, &QAbstractButton::clicked, this, [this] { m_session.setCopied(std::nullopt); });
-    layout->addWidget(symbol, 0, Qt::AlignTop);
+    layout->addWidget(m_replyingSymbol, 0, Qt::AlignTop);
     layout->addWidget(m_replyingText, 1);
     layout->addWidget(drop, 0, Qt::AlignTop);
     return m_replying;
@@ -388,14 +390,17 @@ QWidget* PanelView::buildAdjustRow()
     connect(m_longer, &QAbstractButton::clicked, this, [this] { m_session.refine(longerInstruction); });
     auto* box = new OutlinedBox(m_adjustRow);
     auto* boxLayout = row(box, 0);
-    boxLayout->setContentsMargins(10, 0, 10, 0);
+    boxLayout->setContentsMargins(8, 0, 8, 0);
     m_adjustField = new QLineEdit(box);
     m_adjustField->setFrame(false);
     m_adjustField->setFont(pixelFont(13));
     m_adjustField->setPlaceholderText(tr("Adjust\u2026 e.g. more formal, in Cantonese"));
     m_adjustField->setAccessibleName(tr("Adjust the answer"));
     m_adjustField->setAttribute(Qt::WA_MacShowFocusRect, false);
-    m_adjustField->setStyleSheet(QStringLiteral("QLineEdit { background: transparent; }"));
+    // Only the background is the field's own; every other colour follows the panel's theme.
+    QPalette clear;
+    clear.setColor(QPalette::Base, Qt::transparent);
+    m_adjustField->setPalette(clear);
     boxLayout->addWidget(m_adjustField);
     connect(m_adjustField, &QLineEdit::textEdited, this,
             [this](const QString& text) { m_session.setAdjustText(text); });
@@ -431,8 +436,8 @@ QWidget* PanelView::buildFooter()
     m_routeLabel = new QLabel(m_footer);
     m_routeLabel->setFont(pixelFont(11));
     m_routeLabel->setForegroundRole(QPalette::PlaceholderText);
-    m_close = new IconButton(Icons::Symbol::XMark, 11, tr("Close"), m_footer);
-    connect(m_close, &QAbstractButton::clicked, this, [this] { m_session.close(); });
+    auto* close = new IconButton(Icons::Symbol::XMark, 11, tr("Close"), m_footer);
+    connect(close, &QAbstractButton::clicked, this, [this] { m_session.close(); });
     for (QWidget* button : {static_cast<QWidget*>(m_insert), static_cast<QWidget*>(m_copy),
                             static_cast<QWidget*>(m_open), static_cast<QWidget*>(m_tryAgain),
                             static_cast<QWidget*>(m_ask), static_cast<QWidget*>(m_replyToCopied)}) {
@@ -441,7 +446,7 @@ QWidget* PanelView::buildFooter()
     }
     layout->addStretch(1);
     layout->addWidget(m_routeLabel);
-    layout->addWidget(m_close);
+    layout->addWidget(close);
     return m_footer;
 }
 
@@ -540,9 +545,8 @@ void PanelView::refresh()
     m_replying->setVisible(copied.has_value());
     if (copied) {
         const QString line = tr("Replying to: ") + preview(*copied, copiedPreviewLength);
-        const int width =
-            contentWidth - 2 * replyingPadding - replyingSymbol - replyingClose - 8 - 2 * innerSpacing + 4;
-        m_replyingText->setText(clampToLines(line, m_replyingText->font(), width, replyingMaxLines));
+        m_replyingText->setText(
+            clampToLines(line, m_replyingText->font(), replyingTextWidth, replyingMaxLines));
         m_replyingText->setToolTip(copied->size() > copiedPreviewLength ? *copied : QString());
     }
     const bool hasSelection = context.selection && !context.selection->isEmpty();
@@ -633,10 +637,9 @@ void PanelView::applyTheme()
             .arg(handle.red())
             .arg(handle.green())
             .arg(handle.blue()));
-    const auto symbol = findChild<QLabel*>(QStringLiteral("replyingSymbol"));
-    symbol->setPixmap(Icons::icon(Icons::Symbol::DocOnClipboard, replyingSymbol, Theme::mutedForeground(),
-                                  devicePixelRatioF())
-                          .pixmap(replyingSymbol, replyingSymbol));
+    m_replyingSymbol->setPixmap(Icons::icon(Icons::Symbol::DocOnClipboard, replyingSymbol,
+                                            Theme::mutedForeground(), devicePixelRatioF())
+                                    .pixmap(replyingSymbol, replyingSymbol));
     update();
 }
 

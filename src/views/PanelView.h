@@ -4,8 +4,6 @@
 #include <QWidget>
 
 class AnswerText;
-class IconButton;
-class MorvikMark;
 class OutlineButtonStyle;
 class PrimaryButtonStyle;
 class QBoxLayout;
@@ -59,13 +57,13 @@ private:
     bool m_appendArrived = false;
     bool m_clipboardHasText = false;
 
-    MorvikMark* m_mark = nullptr;
     QLabel* m_title = nullptr;
     QProgressBar* m_busy = nullptr;
     QLabel* m_appName = nullptr;
     ThemedCheckBox* m_autoInsert = nullptr;
 
     QWidget* m_replying = nullptr;
+    QLabel* m_replyingSymbol = nullptr;
     QLabel* m_replyingText = nullptr;
     QLabel* m_selection = nullptr;
 
@@ -90,5 +88,4 @@ private:
     PrimaryButtonStyle* m_ask = nullptr;
     OutlineButtonStyle* m_replyToCopied = nullptr;
     QLabel* m_routeLabel = nullptr;
-    IconButton* m_close = nullptr;
 };

@@ -303,7 +303,7 @@ private slots:
         QTRY_COMPARE(title(), QStringLiteral("Ready"));
         QTRY_VERIFY(labels().contains(QStringLiteral("fast · 1.5s")));
         QVERIFY(!named("Working")->isVisible());
-        QCOMPARE(answerText()->toPlainText(), QStringLiteral("Hello"));
+        QTRY_COMPARE(answerText()->toPlainText(), QStringLiteral("Hello"));
         QCOMPARE(buttons(), (QStringList{"Shorter", "Longer", "Insert ⏎", "Copy", "Try again", "Close"}));
         QCOMPARE(button("Shorter")->toolTip(), QStringLiteral("Make it shorter (Ctrl+−)"));
         QCOMPARE(button("Longer")->toolTip(), QStringLiteral("Make it longer (Ctrl+=)"));
@@ -315,7 +315,7 @@ private slots:
         answered(
             events({{"link", "{\"url\":\"https://example.org/live\",\"message\":\"Opened a live link\"}"}}));
         QCOMPARE(title(), QStringLiteral("Live link"));
-        QCOMPARE(answerText()->toPlainText(), QStringLiteral("Opened a live link"));
+        QTRY_COMPARE(answerText()->toPlainText(), QStringLiteral("Opened a live link"));
         QCOMPARE(buttons(), (QStringList{"Insert ⏎", "Copy", "Open", "Try again", "Close"}));
         QVERIFY(!adjustField()->isVisible());
     }
@@ -325,7 +325,7 @@ private slots:
         answered(
             events({{"delta", delta("draft")}, {"reset", "{}"}, {"delta", delta("final")}, {"done", done}}));
         QTRY_COMPARE(m_session->routeLabel(), QStringLiteral("fast · 1.5s"));
-        QCOMPARE(answerText()->toPlainText(), QStringLiteral("final"));
+        QTRY_COMPARE(answerText()->toPlainText(), QStringLiteral("final"));
     }
 
     void answerHeightFollowsItsText_data()
@@ -345,6 +345,7 @@ private slots:
             text.append(QStringLiteral("Line %1").arg(line));
         answered(events({{"delta", delta(text.join(u'\n'))}, {"done", done}}));
         AnswerText* answer = answerText();
+        QTRY_COMPARE(answer->toPlainText(), text.join(u'\n'));
         const int lineHeight = QFontMetrics(answer->font()).lineSpacing();
         QVERIFY(qAbs(answer->measuredHeight() - (lines * lineHeight + 4)) <= lines);
         QCOMPARE(answer->height(), qMin(answer->measuredHeight(), 320));
@@ -443,7 +444,7 @@ private slots:
                                                      {"error", "{\"message\":\"The model went away\"}"}}));
         QTRY_COMPARE(title(), QStringLiteral("Error"));
         QVERIFY(labels().contains(QStringLiteral("The model went away")));
-        QCOMPARE(answerText()->toPlainText(), QStringLiteral("Half an ans"));
+        QTRY_COMPARE(answerText()->toPlainText(), QStringLiteral("Half an ans"));
         QVERIFY(answerText()->isVisible());
         QCOMPARE(buttons(), QStringList{"Close"});
     }
