@@ -34,13 +34,24 @@ private:
     const QElapsedTimer& m_clock;
 };
 
-uint8_t keycode(const char* name)
+// The first key code that types the keysym, from the server's keyboard mapping.
+uint8_t keycodeOf(xcb_connection_t* connection, xcb_keysym_t keysym)
 {
-    const auto out = DesktopSession::run(
-        QStringLiteral("sh"),
-        {"-c",
-         QStringLiteral("xmodmap -pke | awk '$4 == \"%1\" {print $2; exit}'").arg(QLatin1String(name))});
-    return uint8_t(out.value_or(QByteArray()).trimmed().toUInt());
+    const xcb_setup_t* setup = xcb_get_setup(connection);
+    const uint8_t first = setup->min_keycode;
+    const uint8_t count = uint8_t(setup->max_keycode - first + 1);
+    xcb_get_keyboard_mapping_reply_t* mapping = xcb_get_keyboard_mapping_reply(
+        connection, xcb_get_keyboard_mapping(connection, first, count), nullptr);
+    uint8_t found = 0;
+    if (mapping) {
+        const xcb_keysym_t* symbols = xcb_get_keyboard_mapping_keysyms(mapping);
+        for (int code = 0; code < count && !found; ++code) {
+            if (symbols[code * mapping->keysyms_per_keycode] == keysym)
+                found = uint8_t(first + code);
+        }
+    }
+    free(mapping);
+    return found;
 }
 
 bool waitFor(const std::function<bool()>& done, int timeoutMs)
@@ -80,8 +91,10 @@ int main(int argc, char** argv)
 
     xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
     const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
-    const uint8_t alt = keycode("Alt_L");
-    const uint8_t space = keycode("space");
+    constexpr xcb_keysym_t altKey = 0xffe9;
+    constexpr xcb_keysym_t spaceKey = 0x20;
+    const uint8_t alt = keycodeOf(connection, altKey);
+    const uint8_t space = keycodeOf(connection, spaceKey);
     const auto fake = [&](uint8_t type, uint8_t code) {
         xcb_test_fake_input(connection, type, code, XCB_CURRENT_TIME, root, 0, 0, 0);
     };
