@@ -7,9 +7,11 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QEvent>
+#include <QWidget>
 #include <QWindow>
 #include <algorithm>
 #include <cstdio>
+#include <functional>
 #include <xcb/xcb.h>
 #include <xcb/xtest.h>
 
