@@ -232,6 +232,13 @@ std::optional<AccountStore::Refusal> AccountStore::countAsk(const QString& email
     return std::nullopt;
 }
 
+int AccountStore::asksToday(const QString& email)
+{
+    const std::lock_guard lock(m_mutex);
+    const AccountState::Usage usage = m_state.usage.value(email);
+    return usage.day == m_clock().date() ? usage.asks : 0;
+}
+
 AccountState::Account* AccountStore::findLocked(const QString& email)
 {
     for (AccountState::Account& account : m_state.accounts) {

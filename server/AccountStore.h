@@ -82,6 +82,9 @@ public:
     Outcome<int> revoke(const Caller& caller, int device);
     // Counts one ask against today's limit: nothing when it may go ahead.
     std::optional<Refusal> countAsk(const QString& email);
+    // The asks counted today; asks are counted only when there is a daily limit.
+    int asksToday(const QString& email);
+    int dailyLimit() const { return m_settings.dailyLimit; }
 
     static QString normalized(const QString& email);
 

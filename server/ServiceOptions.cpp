@@ -92,8 +92,14 @@ ServiceOptions::parse(const QStringList& arguments)
     const auto perClient = option("max-connections-per-client",
                                   "Connections at once from one client address (128).", "N", "128");
     parser.addOptions({maxConnections, perClient, deviceExpiry});
+    const auto history = option("history",
+                                "Keep each account's asks and answers in this SQLite file, for the account's "
+                                "history page (default: none kept).",
+                                "FILE");
+    const auto historyDays =
+        option("history-days", "Days after which a kept ask is deleted (30).", "DAYS", "30");
     parser.addOptions({help, host, port, token, tokenFile, wordDelay, account, invite, accounts, state,
-                       mailbox, dailyLimit, pairingTtl, openSignup, googleStandIn});
+                       mailbox, dailyLimit, pairingTtl, openSignup, googleStandIn, history, historyDays});
     parser.addOptions(UpstreamOptions::all());
     if (!parser.parse(arguments))
         return parser.errorText();
@@ -170,6 +176,14 @@ ServiceOptions::parse(const QStringList& arguments)
         return QStringLiteral("--max-connections-per-client needs a number from 1 to %1.")
             .arg(maxConnectionCount);
     options.connections.maxConnectionsPerClient = *fromOne;
+    options.historyPath = parser.value(history);
+    const std::optional<int> keptDays = integer(parser.value(historyDays), 1, 3650);
+    if (!keptDays)
+        return QStringLiteral("--history-days needs a number of days from 1 to 3650.");
+    options.historyRetention = std::chrono::days(*keptDays);
+    if (!options.historyPath.isEmpty() && !options.hasAccounts())
+        return QStringLiteral("--history keeps the asks of accounts: give accounts (--account, --accounts) "
+                              "or a state file (--state) too.");
 
     auto upstream = UpstreamOptions::read(parser);
     if (const QString* problem = std::get_if<QString>(&upstream))

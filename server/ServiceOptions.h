@@ -29,6 +29,8 @@ struct ServiceOptions
     bool openSignup = false;
     // The Google stand-in signs anyone in as any existing address: for development only.
     bool googleStandIn = false;
+    QString historyPath; // empty: no ask is kept
+    std::chrono::days historyRetention{30};
     // A password, invite or token was given as an argument, which every local user can read.
     bool secretsOnCommandLine = false;
 

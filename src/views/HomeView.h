@@ -5,7 +5,6 @@
 class HomeModel;
 class OutlineButtonStyle;
 class PrimaryButtonStyle;
-class QLabel;
 class QLineEdit;
 class StatusRow;
 class ThemedLabel;

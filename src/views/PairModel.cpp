@@ -27,6 +27,26 @@ QString PairModel::countdownText(qint64 seconds)
     return QStringLiteral("Expires in %1:%2").arg(seconds / 60).arg(seconds % 60, 2, 10, QLatin1Char('0'));
 }
 
+void PairModel::setConfig(const std::optional<AgentConfig>& config)
+{
+    // Answers still on their way belong to the previous configuration.
+    ++m_generation;
+    m_config = config;
+    m_pairing.reset();
+    m_legacy = false;
+    m_message.reset();
+    m_countdown.clear();
+    emit pairingChanged();
+    emit legacyChanged();
+    emit messageChanged();
+    emit countdownChanged();
+}
+
+void PairModel::disappeared()
+{
+    m_ticker.stop();
+}
+
 void PairModel::appeared()
 {
     m_ticker.start();
@@ -38,7 +58,10 @@ void PairModel::load()
     if (!m_config)
         return;
     AuthClient::newPairingCode(*m_config, &m_requests,
-                               [this](const Result<AuthClient::Pairing>& answer) { apply(answer); });
+                               [this, generation = m_generation](const Result<AuthClient::Pairing>& answer) {
+                                   if (generation == m_generation)
+                                       apply(answer);
+                               });
 }
 
 void PairModel::apply(const Result<AuthClient::Pairing>& answer)

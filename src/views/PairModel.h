@@ -39,8 +39,12 @@ public:
     // "Expired" below one second, else "Expires in M:SS".
     static QString countdownText(qint64 seconds);
 
+    // The window opens again for this configuration: what was shown for the previous one is forgotten.
+    void setConfig(const std::optional<AgentConfig>& config);
     // The window appeared: a code is fetched and the countdown starts ticking every second.
     void appeared();
+    // The window was hidden: the countdown stops until it appears again.
+    void disappeared();
     // Fetches a fresh code. A code already shown stays until the new one arrives.
     void load();
     // Recomputes the countdown from the clock.
@@ -64,6 +68,7 @@ private:
     QDateTime m_expires;
     QString m_countdown;
     QTimer m_ticker;
+    quint64 m_generation = 0;
     // The context of every request; declared last, so that its requests end while the state still exists.
     QObject m_requests;
 };

@@ -180,6 +180,12 @@ void PairView::showEvent(QShowEvent* event)
     m_model.appeared();
 }
 
+void PairView::hideEvent(QHideEvent* event)
+{
+    QWidget::hideEvent(event);
+    m_model.disappeared();
+}
+
 void PairView::showState()
 {
     enum class Shown { SignedOut, Pairing, Legacy, Failure, Loading };

@@ -165,7 +165,9 @@ void SignInModel::setInviteTicket(const std::optional<QString>& ticket)
 
 void SignInModel::appeared()
 {
-    loadServerOptions();
+    // A load for this very address may already be on its way.
+    if (!m_optionsLoad)
+        loadServerOptions();
 }
 
 void SignInModel::closed()

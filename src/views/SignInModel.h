@@ -72,7 +72,7 @@ public:
     void setCode(const QString& code);
     void setInvite(const QString& invite);
 
-    // The window appeared: the server's sign-in options are loaded.
+    // The window appeared: the server's sign-in options are loaded, unless they are loading already.
     void appeared();
     // The window closed: a browser sign-in still waiting is dropped without a message.
     void closed();

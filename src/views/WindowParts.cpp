@@ -26,12 +26,6 @@ ThemedLabel::ThemedLabel(const QString& text, int pixelSize, QFont::Weight weigh
     connect(&Theme::Watcher::shared(), &Theme::Watcher::appearanceChanged, this, &ThemedLabel::applyColour);
 }
 
-void ThemedLabel::setRole(Theme::Role role)
-{
-    m_role = role;
-    applyColour();
-}
-
 void ThemedLabel::applyColour()
 {
     QPalette colours = palette();

@@ -33,8 +33,6 @@ public:
     ThemedLabel(const QString& text, int pixelSize, QFont::Weight weight, Theme::Role role,
                 QWidget* parent = nullptr);
 
-    void setRole(Theme::Role role);
-
 private:
     void applyColour();
 
@@ -96,7 +94,6 @@ public:
     int current() const { return m_current; }
     void setCurrent(int index);
     void setSegmentVisible(int index, bool visible);
-    QAbstractButton* segment(int index) const { return m_segments.at(index); }
 
 signals:
     void currentChanged(int index);

@@ -1,6 +1,8 @@
 # The home, sign-in and pairing windows and their models.
-find_package(PkgConfig REQUIRED)
-pkg_check_modules(TAVRIN_QRENCODE REQUIRED IMPORTED_TARGET libqrencode)
+# libqrencode is portable C, found by its header and library: the portable layers configure without
+# pkg-config's help.
+find_path(TAVRIN_QRENCODE_INCLUDE_DIR qrencode.h REQUIRED)
+find_library(TAVRIN_QRENCODE_LIBRARY qrencode REQUIRED)
 target_sources(tavrin_views PRIVATE
   HomeModel.cpp HomeModel.h HomeView.cpp HomeView.h
   PairModel.cpp PairModel.h PairView.cpp PairView.h
@@ -8,4 +10,5 @@ target_sources(tavrin_views PRIVATE
   SignInModel.cpp SignInModel.h SignInView.cpp SignInView.h WebAuthSession.h
   WindowParts.cpp WindowParts.h
 )
-target_link_libraries(tavrin_views PUBLIC tavrin_client PRIVATE PkgConfig::TAVRIN_QRENCODE)
+target_link_libraries(tavrin_views PUBLIC tavrin_client tavrin_desktop PRIVATE ${TAVRIN_QRENCODE_LIBRARY})
+target_include_directories(tavrin_views PRIVATE ${TAVRIN_QRENCODE_INCLUDE_DIR})

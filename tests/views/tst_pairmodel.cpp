@@ -123,6 +123,26 @@ private slots:
         QTRY_COMPARE(model.pairing()->code, QStringLiteral("SECOND45"));
     }
 
+    void anotherConfigurationForgetsTheOldCode()
+    {
+        m_server.enqueue(pairing("OLDCODE1", 300));
+        m_server.enqueue(ScriptedResponse()
+                             .header("Content-Type", "application/json")
+                             .heldPart("{\"code\":\"LATECODE\",\"deep_link\":\"morvik:/"
+                                       "/pair?code=LATECODE\",\"expires_in\":300}"));
+        PairModel model(signedIn());
+        model.load();
+        QTRY_VERIFY(model.hasPairing());
+        model.load();
+        QTRY_VERIFY(m_server.isHolding());
+        model.setConfig(std::nullopt);
+        QVERIFY(!model.hasPairing() && model.countdown().isEmpty());
+        QSignalSpy changed(&model, &PairModel::pairingChanged);
+        m_server.release();
+        QVERIFY(!changed.wait(200));
+        QVERIFY(!model.hasPairing());
+    }
+
     void failures_data()
     {
         QTest::addColumn<int>("status");

@@ -103,8 +103,9 @@ private slots:
         model.setServer(m_server->url().toString());
         QVERIFY(abandoned.wait());
         QTRY_VERIFY(model.offersGoogle());
+        QSignalSpy changed(&model, &SignInModel::serverConfigChanged);
         slow.release();
-        QTest::qWait(50);
+        QVERIFY(!changed.wait(200));
         QVERIFY(model.offersGoogle());
     }
 

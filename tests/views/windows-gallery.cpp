@@ -1,5 +1,5 @@
 // Shows one window in a chosen state and appearance, for screenshots of the docs and for looking at
-// the layout by eye: windows-gallery home|signin|pair light|dark
+// the layout by eye: windows-gallery home|home-signed-out|signin|signin-invite|pair|pair-legacy light|dark
 #include "ScriptedServer.h"
 #include "WindowFakes.h"
 #include "views/HomeModel.h"
@@ -62,14 +62,18 @@ int main(int argc, char** argv)
         shown.reset(view);
         QTimer::singleShot(300, homeModel.get(), &HomeModel::runTest);
     }
+    if (window == QLatin1String("home-signed-out")) {
+        voice.status = {true, true, {}, {}};
+        homeModel = std::make_unique<HomeModel>(accessibility, voice);
+        shown = std::make_unique<HomeView>(*homeModel);
+        shown->setWindowTitle(QStringLiteral("Tavrin"));
+    }
     std::unique_ptr<SignInModel> signInModel;
     FakeWebAuthSession browser;
     if (window == QLatin1String("signin")) {
-        // The address is set before the window appears, which loads the options once more.
-        for (int load = 0; load < 2; ++load)
-            service.enqueue(ScriptedResponse()
-                                .header("Content-Type", "application/json")
-                                .part("{\"google\":true,\"email\":true,\"invite_only\":true}"));
+        service.enqueue(ScriptedResponse()
+                            .header("Content-Type", "application/json")
+                            .part("{\"google\":true,\"email\":true,\"invite_only\":true}"));
         service.enqueue(ScriptedResponse(401)
                             .header("Content-Type", "application/json")
                             .part("{\"error\":\"Wrong e-mail or password.\"}"));
@@ -81,6 +85,18 @@ int main(int argc, char** argv)
         shown->setWindowTitle(QStringLiteral("Sign in to Tavrin"));
         QTimer::singleShot(300, signInModel.get(), &SignInModel::login);
     }
+    if (window == QLatin1String("signin-invite")) {
+        service.enqueue(ScriptedResponse()
+                            .header("Content-Type", "application/json")
+                            .part("{\"google\":true,\"email\":false,\"invite_only\":true}"));
+        signInModel = std::make_unique<SignInModel>(browser);
+        signInModel->setServer(service.url().toString());
+        signInModel->setMode(SignInModel::Mode::Pairing);
+        signInModel->setCode(QStringLiteral("K7PQ4M2X"));
+        shown = std::make_unique<SignInView>(*signInModel);
+        signInModel->google();
+        browser.answer(QUrl(QStringLiteral("morvik://auth?need=invite&ticket=T1")));
+    }
     std::unique_ptr<PairModel> pairModel;
     if (window == QLatin1String("pair")) {
         service.enqueue(ScriptedResponse()
@@ -91,6 +107,12 @@ int main(int argc, char** argv)
             AgentConfig{service.url().toString(), QStringLiteral("tok"), QStringLiteral("ada@example.com")});
         shown = std::make_unique<PairView>(*pairModel);
         shown->setWindowTitle(QStringLiteral("Add your iPhone"));
+    }
+    if (window == QLatin1String("pair-legacy")) {
+        service.enqueue(ScriptedResponse(404));
+        pairModel = std::make_unique<PairModel>(
+            AgentConfig{service.url().toString(), QStringLiteral("shared-token"), std::nullopt});
+        shown = std::make_unique<PairView>(*pairModel);
     }
     shown->move(0, 0);
     shown->show();

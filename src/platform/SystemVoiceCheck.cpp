@@ -1,13 +1,15 @@
-#include "desktop/status/SystemVoiceCheck.h"
+#include "platform/SystemVoiceCheck.h"
 
 #include "desktop/pocketsphinx/PocketSphinxRecognizer.h"
+#include "platform/MicrophonePortal.h"
 
 #include <QAudioDevice>
 #include <QDir>
 #include <QMediaDevices>
 
-SystemVoiceCheck::SystemVoiceCheck(QString modelDir, QObject* parent)
-    : QObject(parent), m_modelDir(std::move(modelDir))
+SystemVoiceCheck::SystemVoiceCheck(QString modelDir, std::unique_ptr<MicrophonePortal> portal,
+                                   QObject* parent)
+    : QObject(parent), m_modelDir(std::move(modelDir)), m_portal(std::move(portal))
 {}
 
 SystemVoiceCheck::~SystemVoiceCheck() = default;
@@ -33,7 +35,12 @@ void SystemVoiceCheck::check(QObject* context, StatusHandler onStatus)
 
 void SystemVoiceCheck::requestAccess(QObject* context, StatusHandler onStatus)
 {
-    check(context, std::move(onStatus));
+    if (!m_portal) {
+        check(context, std::move(onStatus));
+        return;
+    }
+    // The portal calls back only while the context lives.
+    m_portal->ask(context, [this, context, onStatus = std::move(onStatus)] { check(context, onStatus); });
 }
 
 void SystemVoiceCheck::onModelLoaded()

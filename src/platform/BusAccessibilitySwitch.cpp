@@ -1,7 +1,7 @@
-#include "desktop/status/BusAccessibilitySwitch.h"
+#include "platform/BusAccessibilitySwitch.h"
 
-#include "desktop/status/GnomeInterfaceSettings.h"
-#include "desktop/status/RunningQtApps.h"
+#include "platform/GnomeInterfaceSettings.h"
+#include "platform/RunningQtApps.h"
 
 #include <QCoreApplication>
 #include <QDBusMessage>

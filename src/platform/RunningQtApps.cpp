@@ -1,4 +1,4 @@
-#include "desktop/status/RunningQtApps.h"
+#include "platform/RunningQtApps.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,5 +1,5 @@
 // GLib's headers name struct members "signals", which Qt defines as a keyword: no Qt header here.
-#include "desktop/status/GnomeInterfaceSettings.h"
+#include "platform/GnomeInterfaceSettings.h"
 
 #include <gio/gio.h>
 

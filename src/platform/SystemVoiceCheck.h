@@ -8,6 +8,7 @@
 #include <QString>
 #include <memory>
 
+class MicrophonePortal;
 class SpeechRecognizer;
 
 // Dictation's needs on Linux: an input offered by the sound server, and the pocketsphinx model, which
@@ -16,13 +17,14 @@ class SystemVoiceCheck : public QObject, public VoiceCheck
 {
     Q_OBJECT
 public:
-    explicit SystemVoiceCheck(QString modelDir = defaultModelDir(), QObject* parent = nullptr);
+    // With a portal, "Allow…" asks the desktop for the microphone before it looks again.
+    explicit SystemVoiceCheck(QString modelDir = defaultModelDir(),
+                              std::unique_ptr<MicrophonePortal> portal = nullptr, QObject* parent = nullptr);
     ~SystemVoiceCheck() override;
 
     static QString defaultModelDir();
 
     void check(QObject* context, StatusHandler onStatus) override;
-    // Nothing on this desktop grants microphone access per application: this looks again.
     void requestAccess(QObject* context, StatusHandler onStatus) override;
 
 private:
@@ -37,6 +39,7 @@ private:
 
     QString m_modelDir;
     bool m_modelLoaded = false;
+    std::unique_ptr<MicrophonePortal> m_portal;
     std::unique_ptr<SpeechRecognizer> m_trial;
     QList<Waiting> m_waiting;
 };
