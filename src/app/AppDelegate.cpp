@@ -10,9 +10,10 @@
 #include "config/Preferences.h"
 #include "desktop/DesktopPlatform.h"
 #include "desktop/Dictation.h"
-#include "desktop/status/BusAccessibilitySwitch.h"
-#include "desktop/status/SystemVoiceCheck.h"
+#include "platform/BusAccessibilitySwitch.h"
+#include "platform/MicrophonePortal.h"
 #include "platform/Platform.h"
+#include "platform/SystemVoiceCheck.h"
 #include "service/AuthClient.h"
 #include "session/Session.h"
 #include "views/HomeModel.h"
@@ -45,7 +46,8 @@ QIcon trayIcon()
 AppDelegate::AppDelegate(QObject* parent)
     : QObject(parent), m_desktop(Platform::createDesktop()),
       m_accessibilitySwitch(std::make_unique<BusAccessibilitySwitch>()),
-      m_voiceCheck(std::make_unique<SystemVoiceCheck>()),
+      m_voiceCheck(std::make_unique<SystemVoiceCheck>(SystemVoiceCheck::defaultModelDir(),
+                                                      MicrophonePortal::forThisProcess())),
       m_session(std::make_unique<Session>(*m_desktop, Platform::createDictation(), &Preferences::autoInsert)),
       m_home(std::make_unique<HomeModel>(*m_accessibilitySwitch, *m_voiceCheck)),
       m_shortcuts(m_desktop->hotKeys()), m_gestures(*m_session, *this),
