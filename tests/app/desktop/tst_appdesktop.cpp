@@ -294,14 +294,41 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(editor.text(), "Draft: " + m_app->session().answer(), 5000);
     }
 
-    void replyTwiceOpensAndCloses()
+    void replyToCopiedTextAndATapDuringTheAnswer()
     {
-        launchSignedInToScript();
+        launchSignedInToService();
+        EditorDriver editor(processOfWindow(m_editorWindow));
+        QTRY_VERIFY_WITH_TIMEOUT(editor.isReady(), 10000);
+        QVERIFY(editor.setText(QString()));
         QVERIFY(setClipboard("Lunch at noon?", QStringLiteral("text/plain")));
         QVERIFY(activate(m_editorWindow));
+        const auto replyAndAnswer = [this] {
+            QVERIFY(key(QStringLiteral("alt+shift+space")));
+            QTRY_COMPARE(phase(), Phase::Typing);
+            QCOMPARE(m_app->session().copied(), QStringLiteral("Lunch at noon?"));
+            QTRY_COMPARE(QApplication::activeWindow(), m_app->panel());
+            // Return with nothing typed drafts a reply to the copied message.
+            QVERIFY(key(QStringLiteral("Return")));
+            QTRY_COMPARE_WITH_TIMEOUT(phase(), Phase::Answer, 10000);
+            QTRY_VERIFY_WITH_TIMEOUT(m_app->session().routeLabel().endsWith(u's'), 10000);
+        };
+
+        // A tap of the ask shortcut while the answer shows closes it and inserts nothing.
+        replyAndAnswer();
+        QVERIFY(key(QStringLiteral("alt+space")));
+        QTRY_COMPARE(phase(), Phase::Idle);
+        QTRY_VERIFY(!m_app->panel()->isVisible());
+        QCOMPARE(editor.text(), QString());
+
+        QVERIFY(activate(m_editorWindow));
+        replyAndAnswer();
+        const QString answer = m_app->session().answer();
+        QVERIFY(key(QStringLiteral("Return")));
+        QTRY_COMPARE_WITH_TIMEOUT(editor.text(), answer, 5000);
+
+        // The reply shortcut twice: open, then closed.
         QVERIFY(key(QStringLiteral("alt+shift+space")));
         QTRY_COMPARE(phase(), Phase::Typing);
-        QCOMPARE(m_app->session().copied(), QStringLiteral("Lunch at noon?"));
         QVERIFY(key(QStringLiteral("alt+shift+space")));
         QTRY_COMPARE(phase(), Phase::Idle);
     }
