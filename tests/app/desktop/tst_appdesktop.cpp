@@ -273,6 +273,7 @@ private slots:
     {
         const QString clip = m_dir.filePath(QStringLiteral("shorter.wav"));
         QCOMPARE(QProcess::execute("flite", {"-voice", "kal16", "-t", "make it shorter", "-o", clip}), 0);
+        QVERIFY(setClipboard("kept while dictating", QStringLiteral("text/plain")));
         launchSignedInToService();
         EditorDriver editor(processOfWindow(m_editorWindow));
         QTRY_VERIFY_WITH_TIMEOUT(editor.isReady(), 10000);
@@ -292,6 +293,9 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(phase(), Phase::Idle, 15000);
         QVERIFY(!m_app->session().answer().isEmpty());
         QTRY_COMPARE_WITH_TIMEOUT(editor.text(), "Draft: " + m_app->session().answer(), 5000);
+        // The insertion is over once the clipboard is back.
+        QTRY_COMPARE_WITH_TIMEOUT(clipboard(QStringLiteral("text/plain")), QByteArray("kept while dictating"),
+                                  5000);
     }
 
     void replyToCopiedTextAndATapDuringTheAnswer()
@@ -325,6 +329,8 @@ private slots:
         const QString answer = m_app->session().answer();
         QVERIFY(key(QStringLiteral("Return")));
         QTRY_COMPARE_WITH_TIMEOUT(editor.text(), answer, 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(clipboard(QStringLiteral("text/plain")), QByteArray("Lunch at noon?"),
+                                  5000);
 
         // The reply shortcut twice: open, then closed.
         QVERIFY(key(QStringLiteral("alt+shift+space")));
