@@ -3,6 +3,9 @@
 #include "PasswordHash.h"
 #include "Secrets.h"
 
+#include <semaphore>
+#include <thread>
+
 namespace {
 
 const QString defaultPlan = QStringLiteral("free");
@@ -23,6 +26,23 @@ const QString& decoyHash()
 AccountStore::Refusal alreadyThere(const QString& email)
 {
     return {409, QStringLiteral("There is already an account for %1.").arg(email)};
+}
+
+// Password hashes run on at most half the cores at once, so that a flood of logins leaves the rest to
+// every other request.
+std::counting_semaphore<>& hashingSlots()
+{
+    static std::counting_semaphore<> hashing(
+        std::max<std::ptrdiff_t>(1, std::thread::hardware_concurrency() / 2));
+    return hashing;
+}
+
+bool passwordMatches(const QString& password, const QString& stored)
+{
+    hashingSlots().acquire();
+    const bool matches = PasswordHash::matches(password, stored);
+    hashingSlots().release();
+    return matches;
 }
 
 // How often a device's last use is written down: often enough for expiry measured in days.
@@ -107,7 +127,7 @@ AccountStore::login(const QString& email, const QString& password, const DeviceF
             stored = account->passwordHash;
     }
     // The slow hash runs unlocked, so that a flood of logins does not hold up every other route.
-    if (!PasswordHash::matches(password, stored.value_or(decoyHash())) || !stored)
+    if (!passwordMatches(password, stored.value_or(decoyHash())) || !stored)
         return wrongPassword();
     const std::lock_guard lock(m_mutex);
     const AccountState::Account* account = findLocked(address);

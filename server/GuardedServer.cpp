@@ -15,8 +15,8 @@
 namespace {
 
 thread_local const GuardedStream* t_stream = nullptr;
-constexpr std::chrono::milliseconds lingering{500};
-constexpr std::size_t maxDrainBytes = 1024 * 1024;
+constexpr std::chrono::milliseconds lingering{1000};
+constexpr std::size_t maxDrainBytes = 256 * 1024 * 1024;
 
 // A compressed body could inflate far past the body limit; nothing this service serves needs one.
 bool compressedBody(const QByteArray& head)
@@ -60,27 +60,35 @@ void GuardedServer::widenListenQueue()
 
 bool GuardedServer::process_and_close_socket(socket_t sock)
 {
-    serve(sock);
-    // Closing with unread input would reset the connection and could destroy the answer on its way
-    // (a 413 to a client still sending): stop writing, drain briefly, then close.
-    ::shutdown(sock, SHUT_WR);
+    if (serve(sock)) {
+        // Closing with unread input would reset the connection and could destroy the answer on its
+        // way (a 413 to a client still sending): stop writing, drain for a while, then close.
+        ::shutdown(sock, SHUT_WR);
+        drain(sock);
+    }
+    ::close(sock);
+    return true;
+}
+
+void GuardedServer::drain(socket_t sock)
+{
+    using namespace std::chrono;
     char drained[16 * 1024];
-    const auto end = std::chrono::steady_clock::now() + lingering;
+    const auto end = steady_clock::now() + lingering;
     std::size_t total = 0;
-    while (total < maxDrainBytes && std::chrono::steady_clock::now() < end) {
+    while (total < maxDrainBytes) {
+        const auto left = duration_cast<milliseconds>(end - steady_clock::now());
         pollfd watched{sock, POLLIN, 0};
-        if (::poll(&watched, 1, static_cast<int>(lingering.count())) <= 0)
+        if (left.count() <= 0 || ::poll(&watched, 1, static_cast<int>(left.count())) <= 0)
             break;
         const ssize_t got = ::recv(sock, drained, sizeof drained, MSG_DONTWAIT);
         if (got <= 0)
             break;
         total += static_cast<std::size_t>(got);
     }
-    ::close(sock);
-    return true;
 }
 
-void GuardedServer::serve(socket_t sock)
+bool GuardedServer::serve(socket_t sock)
 {
     const int on = 1;
     ::setsockopt(sock, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
@@ -88,8 +96,9 @@ void GuardedServer::serve(socket_t sock)
     const QString client = QString::fromStdString(GuardedStream::peerAddress(sock));
     if (!enter(client)) {
         refuse(stream, 503, "Service Unavailable", QStringLiteral("Too many connections from your address."));
-        return;
+        return false;
     }
+    bool unread = false;
     for (int served = 0; served < m_limits.maxRequestsPerConnection; ++served) {
         const GuardedStream::Head head =
             stream.readHead(served == 0 ? m_limits.firstRead : m_limits.keepAlive, svr_sock_);
@@ -97,11 +106,13 @@ void GuardedServer::serve(socket_t sock)
             Log::line(QStringLiteral("%1: request head too large").arg(client));
             refuse(stream, 431, "Request Header Fields Too Large",
                    QStringLiteral("The request head is too large."));
+            unread = true;
             break;
         }
         if (head == GuardedStream::Head::TimedOut) {
             Log::line(QStringLiteral("%1: request head too slow").arg(client));
             refuse(stream, 408, "Request Timeout", QStringLiteral("The request took too long to arrive."));
+            unread = true;
             break;
         }
         if (head != GuardedStream::Head::Complete)
@@ -110,6 +121,7 @@ void GuardedServer::serve(socket_t sock)
             Log::line(QStringLiteral("%1: compressed request body refused").arg(client));
             refuse(stream, 415, "Unsupported Media Type",
                    QStringLiteral("Compressed request bodies are not accepted."));
+            unread = true;
             break;
         }
         bool closed = false;
@@ -117,10 +129,13 @@ void GuardedServer::serve(socket_t sock)
         const bool kept =
             process_request(stream, served + 1 == m_limits.maxRequestsPerConnection, closed, nullptr);
         t_stream = nullptr;
-        if (!kept || closed)
+        if (!kept || closed) {
+            unread = !kept || stream.bodyTooLarge();
             break;
+        }
     }
     leave(client);
+    return unread;
 }
 
 bool GuardedServer::enter(const QString& client)

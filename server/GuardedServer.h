@@ -22,7 +22,9 @@ public:
 
 private:
     bool process_and_close_socket(socket_t sock) override;
-    void serve(socket_t sock);
+    // Serves the connection's requests: true when it ended with input left unread.
+    bool serve(socket_t sock);
+    static void drain(socket_t sock);
     // Takes a place for the client, or false when it has too many connections already.
     bool enter(const QString& client);
     void leave(const QString& client);

@@ -50,7 +50,7 @@ GuardedStream::Head GuardedStream::readHead(milliseconds idle, const std::atomic
         const auto left = duration_cast<milliseconds>(idleEnd - steady_clock::now());
         if (listening == INVALID_SOCKET || left.count() <= 0)
             return Head::Idle;
-        if (waitReadable(std::min(left, stopCheck)) && !receive(milliseconds(0)))
+        if (waitReadable(std::min(left, stopCheck)) && !receive())
             return Head::Closed;
     }
     m_requestDeadline = steady_clock::now() + m_limits.requestTime;
@@ -69,7 +69,7 @@ GuardedStream::Head GuardedStream::readHead(milliseconds idle, const std::atomic
         const milliseconds left = leftForRequest(m_limits.readTimeout);
         if (left.count() <= 0 || !waitReadable(left))
             return Head::TimedOut;
-        if (!receive(milliseconds(0)))
+        if (!receive())
             return Head::Closed;
     }
 }
@@ -98,7 +98,7 @@ ssize_t GuardedStream::read(char* ptr, size_t size)
             return -1;
         }
         const milliseconds left = leftForRequest(m_limits.readTimeout);
-        if (left.count() <= 0 || !waitReadable(left) || !receive(milliseconds(0)))
+        if (left.count() <= 0 || !waitReadable(left) || !receive())
             return -1;
     }
     const qsizetype count = std::min<qsizetype>(static_cast<qsizetype>(size), m_pending.size() - m_offset);
@@ -152,10 +152,8 @@ bool GuardedStream::waitReadable(milliseconds timeout) const
     return waitFor(m_socket, POLLIN, timeout);
 }
 
-bool GuardedStream::receive(milliseconds timeout)
+bool GuardedStream::receive()
 {
-    if (timeout.count() > 0 && !waitReadable(timeout))
-        return false;
     if (m_offset == m_pending.size()) {
         m_pending.clear();
         m_offset = 0;

@@ -37,8 +37,8 @@ public:
 
 private:
     bool waitReadable(std::chrono::milliseconds timeout) const;
-    // Receives more into the buffer, waiting at most `timeout`: false when nothing came.
-    bool receive(std::chrono::milliseconds timeout);
+    // Receives what has come into the buffer: false when the peer has gone.
+    bool receive();
     std::chrono::milliseconds leftForRequest(std::chrono::milliseconds cap) const;
 
     int m_socket;

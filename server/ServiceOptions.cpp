@@ -78,7 +78,8 @@ ServiceOptions::parse(const QStringList& arguments)
         option("device-expiry-days",
                "Days after which an unused device token stops working; 0 is never (90).", "DAYS", "90");
     const auto mailbox =
-        option("mailbox", "File that receives the e-mailed codes (they are logged too).", "FILE");
+        option("mailbox",
+               "File that receives the e-mailed codes, owner-only (the log names the address only).", "FILE");
     const auto dailyLimit = option("daily-limit", "Asks per account and day; 0 is no limit (0).", "N", "0");
     const auto pairingTtl =
         option("pairing-ttl", "Lifetime of pairing codes in seconds (300).", "SECONDS", "300");
@@ -91,15 +92,16 @@ ServiceOptions::parse(const QStringList& arguments)
         "max-connections", "Connections served at once (1024); more wait in the listen queue.", "N", "1024");
     const auto perClient = option("max-connections-per-client",
                                   "Connections at once from one client address (128).", "N", "128");
-    parser.addOptions({maxConnections, perClient, deviceExpiry});
     const auto history = option("history",
                                 "Keep each account's asks and answers in this SQLite file, for the account's "
                                 "history page (default: none kept).",
                                 "FILE");
     const auto historyDays =
         option("history-days", "Days after which a kept ask is deleted (30).", "DAYS", "30");
-    parser.addOptions({help, host, port, token, tokenFile, wordDelay, account, invite, accounts, state,
-                       mailbox, dailyLimit, pairingTtl, openSignup, googleStandIn, history, historyDays});
+    parser.addOptions({help,          host,    port,        token,          tokenFile,
+                       wordDelay,     account, invite,      accounts,       state,
+                       deviceExpiry,  mailbox, dailyLimit,  pairingTtl,     openSignup,
+                       googleStandIn, history, historyDays, maxConnections, perClient});
     parser.addOptions(UpstreamOptions::all());
     if (!parser.parse(arguments))
         return parser.errorText();

@@ -1,5 +1,6 @@
 #include "cli/AccountCommands.h"
 
+#include "cli/TerminalText.h"
 #include "config/PrivateFile.h"
 #include "service/AuthClient.h"
 
@@ -117,7 +118,7 @@ private:
 
     void print(const QString& line)
     {
-        std::fputs(qUtf8Printable(line + QLatin1Char('\n')), m_out);
+        std::fputs(qUtf8Printable(TerminalText::printable(line) + QLatin1Char('\n')), m_out);
         std::fflush(m_out);
     }
 

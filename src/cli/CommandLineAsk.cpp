@@ -1,5 +1,6 @@
 #include "cli/CommandLineAsk.h"
 
+#include "cli/TerminalText.h"
 #include "service/AgentClient.h"
 
 #include <QCoreApplication>
@@ -33,7 +34,14 @@ public:
 private:
     void printOne(const AskEvents::Route& e) { line("route: " + e.route + " (" + e.source + ")"); }
     void printOne(const AskEvents::Delta& e) { write(e.text); }
-    void printOne(const AskEvents::Link& e) { line("link: " + e.url.toString() + "\n" + e.message); }
+    // Only a web address is offered as a link: another scheme could start any program on a click.
+    void printOne(const AskEvents::Link& e)
+    {
+        const QString scheme = e.url.scheme().toLower();
+        if (scheme == u"http" || scheme == u"https")
+            line("link: " + e.url.toString());
+        line(e.message);
+    }
     void printOne(const AskEvents::Done& e)
     {
         line("\ndone: " + e.route + " in " + QString::number(e.ms) + " ms");
@@ -47,7 +55,7 @@ private:
 
     void write(const QString& text)
     {
-        const QByteArray bytes = text.toUtf8();
+        const QByteArray bytes = TerminalText::printable(text).toUtf8();
         std::fwrite(bytes.constData(), 1, static_cast<std::size_t>(bytes.size()), m_out);
     }
     void line(const QString& text) { write(text + QLatin1Char('\n')); }

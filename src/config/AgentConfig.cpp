@@ -8,6 +8,9 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QUrlQuery>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -102,10 +105,25 @@ QByteArray AgentConfig::encode() const
 
 std::optional<AgentConfig> AgentConfig::load()
 {
-    QFile file(fileURL());
-    if (!file.open(QIODevice::ReadOnly))
+    // Opened without waiting (a FIFO would wait for a writer) and read only as a regular file of a
+    // sensible size: anything else is no configuration, at once.
+    const int descriptor =
+        ::open(QFile::encodeName(fileURL()).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0)
         return std::nullopt;
-    return decode(file.readAll());
+    struct stat info
+    {
+    };
+    QFile file;
+    if (::fstat(descriptor, &info) != 0 || !S_ISREG(info.st_mode) || info.st_size > maxFileBytes ||
+        !file.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        ::close(descriptor);
+        return std::nullopt;
+    }
+    const QByteArray bytes = file.read(maxFileBytes + 1);
+    if (bytes.size() > maxFileBytes)
+        return std::nullopt;
+    return decode(bytes);
 }
 
 std::optional<Error> AgentConfig::save() const

@@ -22,7 +22,9 @@ struct AgentConfig
     // Pure form of the location rule, for callers that need it without fixing the process-wide path.
     static QString locate(const QByteArray& configPathVariable, const QString& homeDirectory);
 
+    // A file that is not a regular one, or is larger than maxFileBytes, reads as none.
     static std::optional<AgentConfig> load();
+    static constexpr qint64 maxFileBytes = 64 * 1024;
     std::optional<Error> save() const;
     static void remove();
 

@@ -40,6 +40,18 @@ std::optional<Error> makeDirectories(const QString& directory)
 
 std::optional<Error> write(const QString& path, const QByteArray& bytes)
 {
+    // QSaveFile would follow a symbolic link and replace whatever it points at; the link itself is
+    // replaced instead.
+    struct stat info
+    {
+    };
+    const QByteArray native = QFile::encodeName(path);
+    if (::lstat(native.constData(), &info) == 0 && S_ISLNK(info.st_mode) &&
+        ::unlink(native.constData()) != 0) {
+        const int code = errno;
+        return fileError(QStringLiteral("Could not replace the link"), path, code,
+                         QString::fromLocal8Bit(std::strerror(code)));
+    }
     // QSaveFile's temporary file starts out 0600; fixing the permissions before commit keeps it so
     // after the rename, instead of widening to the umask default.
     QSaveFile file(path);

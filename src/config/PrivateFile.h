@@ -12,7 +12,8 @@ namespace PrivateFile {
 
 // Creates the folder and its missing parents, each with mode 0700; existing ones keep their mode.
 std::optional<Error> makeDirectories(const QString& directory);
-// Replaces the file as a whole (readers see the old or the new bytes, never a part); mode 0600.
+// Replaces the file as a whole (readers see the old or the new bytes, never a part); mode 0600. A
+// symbolic link at the path is replaced, never followed.
 std::optional<Error> write(const QString& path, const QByteArray& bytes);
 
 } // namespace PrivateFile

@@ -12,6 +12,9 @@ namespace {
 
 constexpr int inactivityTimeoutMs = 60'000;
 constexpr qsizetype failureBodyLimit = 4096;
+// What the reply may hold unread: beyond it, reading from the network waits for the reader, so a fast
+// server cannot fill memory while the answer is being shown or written out.
+constexpr qint64 readBufferBytes = 256 * 1024;
 
 } // namespace
 
@@ -35,6 +38,11 @@ AskStream* AgentClient::ask(const AskRequest& request, const AgentConfig& config
 
 AskStream::AskStream(QNetworkReply* reply) : m_reply(reply)
 {
+    // Qt hands the size to the network thread only once the request is under way there; set before,
+    // it is lost, so it is set again when the headers have come.
+    reply->setReadBufferSize(readBufferBytes);
+    connect(reply, &QNetworkReply::metaDataChanged, this,
+            [this] { m_reply->setReadBufferSize(readBufferBytes); });
     Http::keepTokenAtHome(reply);
     connect(reply, &QNetworkReply::readyRead, this, &AskStream::readBody);
     connect(reply, &QNetworkReply::finished, this, &AskStream::onFinished);

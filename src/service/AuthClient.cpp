@@ -8,7 +8,9 @@
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QSysInfo>
+#include <QTimer>
 #include <QUrlQuery>
+#include <memory>
 
 namespace AuthClient {
 namespace {
@@ -16,6 +18,9 @@ namespace {
 constexpr int postTimeoutMs = 30'000;
 constexpr int authorizedTimeoutMs = 20'000;
 constexpr int configTimeoutMs = 60'000;
+// Every account answer is a small JSON object; anything longer is not one.
+constexpr qint64 maxReplyBytes = 1024 * 1024;
+const QString tooLarge = QStringLiteral("The service's answer is too large to be an account answer.");
 
 Error decodingError(const QString& what)
 {
@@ -139,34 +144,67 @@ Session readSession(ObjectReader& reader)
 using BodyCallback = Callback<QByteArray>;
 
 // Runs the request and hands over the whole body, or the transport failure. With `checked`, a
-// non-2xx status becomes the service's failure.
-void send(QNetworkReply* reply, QObject* context, bool checked, BodyCallback done)
+// non-2xx status becomes the service's failure. Besides the inactivity time-out of the request, the
+// whole call ends after `deadlineMs` (a server that drips a byte now and then never trips the other),
+// and so does a body over maxReplyBytes.
+void send(QNetworkReply* reply, QObject* context, bool checked, int deadlineMs, BodyCallback done)
 {
     Http::keepTokenAtHome(reply);
     QObject::connect(context, &QObject::destroyed, reply, [reply] {
         reply->abort();
         reply->deleteLater();
     });
-    QObject::connect(reply, &QNetworkReply::finished, context, [reply, checked, done = std::move(done)] {
-        reply->deleteLater();
-        const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-        if (!status.isValid() || reply->error() == QNetworkReply::OperationCanceledError) {
-            done(Http::transportError(*reply));
+    // Why this client cut the reply short, when it did.
+    auto cutShort = std::make_shared<std::optional<Error>>();
+    const auto cut = [reply, cutShort](const QString& why) {
+        if (*cutShort)
             return;
-        }
-        const QByteArray body = reply->readAll();
-        if (checked) {
-            if (auto failure = check(status.toInt(), body)) {
-                done(*failure);
+        *cutShort = Error{QStringLiteral("Network"), QNetworkReply::OperationCanceledError, why};
+        reply->abort();
+    };
+    // The read buffer is set once the headers have come, when Qt passes it on to the network thread
+    // (set earlier, it is lost): beyond it, reading waits, so the excess shows here before in memory.
+    QObject::connect(reply, &QNetworkReply::metaDataChanged, reply, [reply, cut] {
+        reply->setReadBufferSize(maxReplyBytes + 1);
+        if (reply->header(QNetworkRequest::ContentLengthHeader).toLongLong() > maxReplyBytes)
+            cut(tooLarge);
+    });
+    QObject::connect(reply, &QNetworkReply::readyRead, reply, [reply, cut] {
+        if (reply->bytesAvailable() > maxReplyBytes)
+            cut(tooLarge);
+    });
+    QTimer::singleShot(deadlineMs, reply, [cut] {
+        cut(QStringLiteral("The request timed out: the service took too long to answer."));
+    });
+    QObject::connect(
+        reply, &QNetworkReply::finished, context, [reply, checked, cutShort, done = std::move(done)] {
+            reply->deleteLater();
+            if (*cutShort) {
+                done(**cutShort);
                 return;
             }
-        }
-        if (reply->error() != QNetworkReply::NoError && status.toInt() / 100 == 2) {
-            done(Http::transportError(*reply));
-            return;
-        }
-        done(body);
-    });
+            const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
+            if (!status.isValid() || reply->error() == QNetworkReply::OperationCanceledError) {
+                done(Http::transportError(*reply));
+                return;
+            }
+            if (reply->bytesAvailable() > maxReplyBytes) {
+                done(Error{QStringLiteral("Network"), QNetworkReply::OperationCanceledError, tooLarge});
+                return;
+            }
+            const QByteArray body = reply->readAll();
+            if (checked) {
+                if (auto failure = check(status.toInt(), body)) {
+                    done(*failure);
+                    return;
+                }
+            }
+            if (reply->error() != QNetworkReply::NoError && status.toInt() / 100 == 2) {
+                done(Http::transportError(*reply));
+                return;
+            }
+            done(body);
+        });
 }
 
 Result<QUrl> url(const QString& server, const QString& path)
@@ -200,7 +238,7 @@ void post(const QString& server, const QString& path, QJsonObject fields, QObjec
     request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
     QNetworkReply* reply =
         Http::network().post(request, QJsonDocument(fields).toJson(QJsonDocument::Compact));
-    send(reply, context, true, [done, decodeBody](const Result<QByteArray>& body) {
+    send(reply, context, true, postTimeoutMs, [done, decodeBody](const Result<QByteArray>& body) {
         if (!body.ok())
             done(body.error());
         else
@@ -237,7 +275,7 @@ void authorized(const AgentConfig& config, const QString& path, Verb verb, QObje
     QNetworkReply* reply = verb == Verb::Get    ? network.get(request)
                            : verb == Verb::Post ? network.sendCustomRequest(request, "POST")
                                                 : network.deleteResource(request);
-    send(reply, context, checked, std::move(done));
+    send(reply, context, checked, authorizedTimeoutMs, std::move(done));
 }
 
 template <typename T, typename Decode>
@@ -292,20 +330,21 @@ void config(const QString& server, QObject* context, Callback<ServerConfig> done
     }
     QNetworkRequest request = Http::request(address.value());
     request.setTransferTimeout(configTimeoutMs);
-    send(Http::network().get(request), context, true, [done](const Result<QByteArray>& body) {
-        if (!body.ok()) {
-            done(body.error());
-            return;
-        }
-        done(decode<ServerConfig>(body.value(), [](ObjectReader& reader) {
-            ServerConfig config;
-            config.google = reader.boolean("google");
-            config.appleWeb = reader.optionalBoolean("apple_web");
-            config.email = reader.boolean("email");
-            config.inviteOnly = reader.boolean("invite_only");
-            return config;
-        }));
-    });
+    send(Http::network().get(request), context, true, configTimeoutMs,
+         [done](const Result<QByteArray>& body) {
+             if (!body.ok()) {
+                 done(body.error());
+                 return;
+             }
+             done(decode<ServerConfig>(body.value(), [](ObjectReader& reader) {
+                 ServerConfig config;
+                 config.google = reader.boolean("google");
+                 config.appleWeb = reader.optionalBoolean("apple_web");
+                 config.email = reader.boolean("email");
+                 config.inviteOnly = reader.boolean("invite_only");
+                 return config;
+             }));
+         });
 }
 
 void sendCode(const QString& server, const QString& email, QObject* context, Callback<QString> done)
