@@ -4,64 +4,75 @@
 #include "config/Preferences.h"
 #include "views/ButtonStyles.h"
 #include "views/PlatformWords.h"
-#include "views/Theme.h"
+#include "views/WindowParts.h"
 
-#include <QCheckBox>
 #include <QCoreApplication>
-#include <QGridLayout>
-#include <QLabel>
+#include <QHBoxLayout>
+#include <QVBoxLayout>
+
+using WindowParts::bodySize;
+using WindowParts::captionSize;
+
+namespace {
+
+// A title over a caption, the way every row of the home window reads.
+QVBoxLayout* titled(const QString& title, ThemedLabel* caption, QWidget* parent)
+{
+    auto* texts = new QVBoxLayout;
+    texts->setSpacing(2);
+    texts->addWidget(new ThemedLabel(title, bodySize, QFont::Medium, Theme::Role::Foreground, parent));
+    texts->addWidget(caption);
+    return texts;
+}
+
+} // namespace
 
 DesktopOptionsView::DesktopOptionsView(bool trayAvailable, std::function<void()> onChangeShortcut,
                                        QWidget* parent)
-    : QWidget(parent), m_shortcut(new QLabel(this)), m_note(new QLabel(this)),
-      m_startAtLogin(new QCheckBox(this)), m_autostartProblem(new QLabel(this))
+    : QWidget(parent)
 {
-    auto* shortcutTitle = new QLabel(QStringLiteral("Shortcut"), this);
-    auto* change = new OutlineButtonStyle(QStringLiteral("Change…"), false, this);
+    auto* group = new GroupBox(this);
+    m_shortcut = new ThemedLabel(QString(), captionSize, QFont::Normal, Theme::Role::MutedForeground, group);
+    auto* shortcutRow = new QHBoxLayout;
+    shortcutRow->setSpacing(12);
+    shortcutRow->addLayout(titled(QStringLiteral("Shortcut"), m_shortcut, group), 1);
+    auto* change = new OutlineButtonStyle(QStringLiteral("Change…"), false, group);
     connect(change, &QPushButton::clicked, this,
             [onChangeShortcut = std::move(onChangeShortcut)] { onChangeShortcut(); });
-    shortcutTitle->setBuddy(change);
+    shortcutRow->addWidget(change, 0, Qt::AlignVCenter);
 
-    auto* loginTitle = new QLabel(QStringLiteral("Start at login"), this);
-    m_startAtLogin->setAccessibleName(loginTitle->text());
+    auto* loginCaption = new ThemedLabel(QStringLiteral("Open Tavrin when you log in to this computer."),
+                                         captionSize, QFont::Normal, Theme::Role::MutedForeground, group);
+    auto* loginRow = new QHBoxLayout;
+    loginRow->setSpacing(12);
+    loginRow->addLayout(titled(QStringLiteral("Start at login"), loginCaption, group), 1);
+    m_startAtLogin = new ThemedSwitch(QStringLiteral("Start at login"), group);
     m_startAtLogin->setChecked(Autostart::isEnabled());
-    loginTitle->setBuddy(m_startAtLogin);
-    connect(m_startAtLogin, &QCheckBox::toggled, this, &DesktopOptionsView::startAtLoginToggled);
+    connect(m_startAtLogin, &QAbstractButton::toggled, this, &DesktopOptionsView::startAtLoginToggled);
+    loginRow->addWidget(m_startAtLogin, 0, Qt::AlignVCenter);
+
+    m_autostartProblem =
+        new ThemedLabel(QString(), captionSize, QFont::Normal, Theme::Role::Destructive, group);
     m_autostartProblem->setWordWrap(true);
     m_autostartProblem->hide();
+    group->content()->setSpacing(12);
+    group->content()->addLayout(shortcutRow);
+    group->content()->addLayout(loginRow);
+    group->content()->addWidget(m_autostartProblem);
 
-    auto* layout = new QGridLayout(this);
-    layout->setContentsMargins(24, 0, 24, 20);
-    layout->setHorizontalSpacing(12);
-    layout->setVerticalSpacing(10);
-    layout->setColumnStretch(1, 1);
-    layout->addWidget(shortcutTitle, 0, 0);
-    layout->addWidget(m_shortcut, 0, 1);
-    layout->addWidget(change, 0, 2, Qt::AlignRight);
-    layout->addWidget(loginTitle, 1, 0);
-    layout->addWidget(m_startAtLogin, 1, 2, Qt::AlignRight);
-    layout->addWidget(m_autostartProblem, 2, 0, 1, 3);
-    layout->addWidget(m_note, 3, 0, 1, 3);
+    m_note = new ThemedLabel(QString(), captionSize, QFont::Normal, Theme::Role::MutedForeground, this);
     m_note->setWordWrap(true);
     m_note->setVisible(!trayAvailable);
 
+    auto* column = new QVBoxLayout(this);
+    // Lined up with the home view above, which keeps 22 pixels to every edge.
+    column->setContentsMargins(22, 0, 22, 22);
+    column->setSpacing(10);
+    column->addWidget(group);
+    column->addWidget(m_note);
+
     showShortcut();
     connect(&Preferences::shared(), &Preferences::didChange, this, &DesktopOptionsView::showShortcut);
-    recolour();
-    connect(&Theme::Watcher::shared(), &Theme::Watcher::appearanceChanged, this,
-            &DesktopOptionsView::recolour);
-}
-
-void DesktopOptionsView::recolour()
-{
-    const auto paint = [](QLabel* label, const QColor& colour) {
-        QPalette palette = label->palette();
-        palette.setColor(QPalette::WindowText, colour);
-        label->setPalette(palette);
-    };
-    paint(m_shortcut, Theme::mutedForeground());
-    paint(m_note, Theme::mutedForeground());
-    paint(m_autostartProblem, Theme::destructive());
 }
 
 void DesktopOptionsView::showShortcut()
@@ -78,7 +89,7 @@ void DesktopOptionsView::startAtLoginToggled(bool enabled)
     if (!failure)
         return;
     m_autostartProblem->setText(failure->message);
-    // The box shows what is on the disk.
+    // The switch shows what is on the disk.
     const QSignalBlocker quiet(m_startAtLogin);
     m_startAtLogin->setChecked(Autostart::isEnabled());
 }

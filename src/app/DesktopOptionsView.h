@@ -3,8 +3,8 @@
 #include <QWidget>
 #include <functional>
 
-class QCheckBox;
-class QLabel;
+class ThemedLabel;
+class ThemedSwitch;
 
 // The home window's rows that belong to this desktop: the shortcut in force with "Change…", "Start at
 // login", and, where no status icon can show, how to reach what the status menu offers.
@@ -21,10 +21,9 @@ public:
 private:
     void showShortcut();
     void startAtLoginToggled(bool enabled);
-    void recolour();
 
-    QLabel* m_shortcut;
-    QLabel* m_note;
-    QCheckBox* m_startAtLogin;
-    QLabel* m_autostartProblem;
+    ThemedLabel* m_shortcut;
+    ThemedSwitch* m_startAtLogin;
+    ThemedLabel* m_autostartProblem;
+    ThemedLabel* m_note;
 };

@@ -144,7 +144,9 @@ void InstanceChannel::readFrom(QLocalSocket* socket)
         socket->abort();
         return;
     }
+    // The answer leaves before the request is carried out, so the other start can end at once.
     socket->write(acknowledgement);
+    socket->flush();
     socket->disconnectFromServer();
     emit received(*message);
 }

@@ -33,6 +33,8 @@ class InstanceChannel : public QObject
 public:
     static constexpr int maxMessageBytes = 4096;
     static constexpr int clientTimeoutMs = 2000;
+    // A running instance may be busy for a moment (reading another application's text, say).
+    static constexpr int handOverTimeoutMs = 5000;
     static inline const QString alreadyRunning = QStringLiteral("Tavrin is already running");
 
     explicit InstanceChannel(QObject* parent = nullptr);
@@ -45,7 +47,7 @@ public:
 
     // From a process that is not the application: delivers the message to the running instance and
     // waits for its acknowledgement. False when no instance listens.
-    static Result<bool> send(const InstanceMessage& message, int timeoutMs = clientTimeoutMs);
+    static Result<bool> send(const InstanceMessage& message, int timeoutMs = handOverTimeoutMs);
 
 signals:
     void received(const InstanceMessage& message);

@@ -40,6 +40,21 @@ ShortcutRecorder::ShortcutRecorder(const QKeySequence& current, Attempt attempt,
     Theme::follow(this);
 }
 
+bool ShortcutRecorder::event(QEvent* event)
+{
+    // Every key comes here while recording, even a combination another program has taken. The grab
+    // needs a window on screen, which an active one is.
+    if (event->type() == QEvent::WindowActivate)
+        grabKeyboard();
+    return QDialog::event(event);
+}
+
+void ShortcutRecorder::hideEvent(QHideEvent* event)
+{
+    releaseKeyboard();
+    QDialog::hideEvent(event);
+}
+
 void ShortcutRecorder::keyPressEvent(QKeyEvent* event)
 {
     const Qt::KeyboardModifiers modifiers =

@@ -24,6 +24,8 @@ public:
     ShortcutRecorder(const QKeySequence& current, Attempt attempt, QWidget* parent = nullptr);
 
 protected:
+    bool event(QEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
 
 private:

@@ -5,8 +5,8 @@
 #include "app/ShortcutRecorder.h"
 #include "config/Preferences.h"
 #include "desktop/HotKey.h"
+#include "views/WindowParts.h"
 
-#include <QCheckBox>
 #include <QDir>
 #include <QFile>
 #include <QLabel>
@@ -165,7 +165,7 @@ private slots:
         view.findChild<QPushButton*>()->click();
         QCOMPARE(changes, 1);
 
-        QCheckBox* startAtLogin = view.findChild<QCheckBox*>();
+        QAbstractButton* startAtLogin = view.findChild<ThemedSwitch*>();
         QCOMPARE(startAtLogin->accessibleName(), QStringLiteral("Start at login"));
         startAtLogin->click();
         QVERIFY(Autostart::isEnabled());

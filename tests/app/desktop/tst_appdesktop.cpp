@@ -1,0 +1,455 @@
+#include "DesktopSession.h"
+#include "EditorDriver.h"
+#include "RunningService.h"
+#include "ScriptedServer.h"
+#include "TavrinProcess.h"
+#include "app/AppDelegate.h"
+#include "app/ShortcutRecorder.h"
+#include "config/AgentConfig.h"
+#include "config/Preferences.h"
+#include "session/Session.h"
+
+#include <QApplication>
+#include <QFile>
+#include <QLabel>
+#include <QMenu>
+#include <QPointer>
+#include <QProcess>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QSystemTrayIcon>
+#include <QTemporaryDir>
+#include <QTest>
+#include <xcb/xcb.h>
+
+using namespace DesktopSession;
+using Phase = Session::Phase;
+
+namespace {
+
+const QString email = QStringLiteral("ana@tavrin.test");
+const QString password = QStringLiteral("correct horse");
+
+ServiceOptions accountService()
+{
+    const auto parsed =
+        ServiceOptions::parse({QStringLiteral("tavrin-service"), QStringLiteral("--port"),
+                               QStringLiteral("0"), QStringLiteral("--word-delay"), QStringLiteral("0"),
+                               QStringLiteral("--account"), email + u':' + password});
+    return std::get<ServiceOptions>(parsed);
+}
+
+QList<QWidget*> visibleWindows(const QString& title)
+{
+    QList<QWidget*> windows;
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        if (widget->isVisible() && widget->windowTitle() == title)
+            windows << widget;
+    }
+    return windows;
+}
+
+bool shows(QWidget* window, const QString& text)
+{
+    if (!window)
+        return false;
+    const QList<QLabel*> labels = window->findChildren<QLabel*>();
+    return std::any_of(labels.begin(), labels.end(),
+                       [&](const QLabel* label) { return label->isVisible() && label->text() == text; });
+}
+
+// The first key code that types the keysym, from the server's keyboard mapping.
+uint8_t keycodeOf(xcb_connection_t* connection, xcb_keysym_t keysym)
+{
+    const xcb_setup_t* setup = xcb_get_setup(connection);
+    const uint8_t first = setup->min_keycode;
+    const uint8_t count = uint8_t(setup->max_keycode - first + 1);
+    xcb_get_keyboard_mapping_reply_t* mapping = xcb_get_keyboard_mapping_reply(
+        connection, xcb_get_keyboard_mapping(connection, first, count), nullptr);
+    uint8_t found = 0;
+    if (mapping) {
+        const xcb_keysym_t* symbols = xcb_get_keyboard_mapping_keysyms(mapping);
+        for (int code = 0; code < count && !found; ++code) {
+            if (symbols[code * mapping->keysyms_per_keycode] == keysym)
+                found = uint8_t(first + code);
+        }
+    }
+    free(mapping);
+    return found;
+}
+
+// A chord grabbed by another X client, as another program holding a shortcut would.
+class ForeignGrab
+{
+public:
+    ForeignGrab(xcb_keysym_t keysym, uint16_t modifiers) : m_connection(xcb_connect(nullptr, nullptr))
+    {
+        m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
+        xcb_grab_key(m_connection, 1, m_root, modifiers, keycodeOf(m_connection, keysym), XCB_GRAB_MODE_ASYNC,
+                     XCB_GRAB_MODE_ASYNC);
+        xcb_aux_sync();
+    }
+    ~ForeignGrab() { xcb_disconnect(m_connection); }
+
+private:
+    void xcb_aux_sync()
+    {
+        free(xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
+    }
+
+    xcb_connection_t* m_connection;
+    xcb_window_t m_root = 0;
+};
+
+} // namespace
+
+// The desktop application in a real X session with a tray: windows, menu, gestures, shortcuts, the
+// single instance, and a request end to end in a text editor.
+class TestAppDesktop : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+    QProcess m_tray;
+    std::unique_ptr<AppDelegate> m_app;
+    std::unique_ptr<ScriptedServer> m_server;
+    std::unique_ptr<RunningService> m_service;
+    quint64 m_editorWindow = 0;
+
+    QString configPath() const { return m_dir.filePath(QStringLiteral("config/config.json")); }
+    Phase::Kind phase() const { return m_app->session().phase().kind; }
+    QStringList menuTitles() const
+    {
+        QStringList titles;
+        for (const QAction* action : m_app->menu()->actions())
+            titles << action->text();
+        return titles;
+    }
+    QAction* menuItem(const QString& title) const
+    {
+        for (QAction* action : m_app->menu()->actions()) {
+            if (action->text() == title)
+                return action;
+        }
+        return nullptr;
+    }
+
+    void launch(const std::optional<AgentConfig>& config)
+    {
+        if (config)
+            QVERIFY(!config->save());
+        else
+            AgentConfig::remove();
+        m_app = std::make_unique<AppDelegate>();
+        m_app->launch();
+        // The windows of the launch take the focus once; only then may a test give it elsewhere.
+        QTRY_VERIFY(QApplication::activeWindow());
+    }
+    void launchSignedInToScript()
+    {
+        m_server = std::make_unique<ScriptedServer>();
+        launch(AgentConfig{m_server->url().toString(), QStringLiteral("tok"), email});
+    }
+    // Signed in to the reference service, whose offline engine answers every request.
+    void launchSignedInToService()
+    {
+        m_service = std::make_unique<RunningService>(accountService());
+        TavrinProcess signIn({"--signin", m_service->service().url(), email},
+                             {{"MORVIK_CONFIG_PATH", configPath()}, {"MORVIK_PASSWORD", password}});
+        QVERIFY(signIn.finish());
+        QCOMPARE(signIn.status(), 0);
+        launch(AgentConfig::load());
+    }
+    bool key(const QString& chord) { return xdotool({"key", "--clearmodifiers", chord}).has_value(); }
+
+private slots:
+    void initTestCase()
+    {
+        qputenv("MORVIK_CONFIG_PATH", QFile::encodeName(configPath()));
+        QCOMPARE(AgentConfig::fileURL(), configPath());
+        m_tray.start(QStringLiteral("trayer"), {"--edge", "top", "--align", "right", "--height", "24",
+                                                "--widthtype", "request", "--SetDockType", "true"});
+        QTRY_VERIFY_WITH_TIMEOUT(QSystemTrayIcon::isSystemTrayAvailable(), 10000);
+        m_editorWindow = windowOfClass(QStringLiteral("mousepad"));
+        QVERIFY(m_editorWindow);
+    }
+
+    void cleanupTestCase()
+    {
+        m_tray.terminate();
+        m_tray.waitForFinished();
+    }
+
+    void cleanup()
+    {
+        m_app.reset();
+        m_server.reset();
+        m_service.reset();
+        for (QWidget* widget : QApplication::topLevelWidgets())
+            widget->close();
+        QSettings().clear();
+    }
+
+    void launchSignedOut()
+    {
+        launch(std::nullopt);
+        QTRY_COMPARE(visibleWindows(QStringLiteral("Tavrin")).size(), 1);
+        QCOMPARE(visibleWindows(QStringLiteral("Sign in to Tavrin")).size(), 1);
+        QVERIFY(menuTitles().contains(QStringLiteral("Sign in…")));
+        QVERIFY(!menuTitles().contains(QStringLiteral("Search Tavrin history…")));
+    }
+
+    void launchSignedInWithoutEmail()
+    {
+        launch(AgentConfig{QStringLiteral("https://tavrin.example"), QStringLiteral("tok"), std::nullopt});
+        QTRY_COMPARE(visibleWindows(QStringLiteral("Tavrin")).size(), 1);
+        QVERIFY(visibleWindows(QStringLiteral("Sign in to Tavrin")).isEmpty());
+        QAction* account = menuItem(QStringLiteral("Signed in: tavrin.example"));
+        QVERIFY(account);
+        QVERIFY(!account->isEnabled());
+        QVERIFY(menuTitles().contains(QStringLiteral("Search Tavrin history…")));
+    }
+
+    void watcherFollowsTheCommandLine()
+    {
+        RunningService service(accountService());
+        launch(std::nullopt);
+        QSignalSpy rebuilt(m_app.get(), &AppDelegate::menuRebuilt);
+        const TavrinProcess::Environment environment = {{"MORVIK_CONFIG_PATH", configPath()},
+                                                        {"MORVIK_PASSWORD", password}};
+        TavrinProcess signIn({"--signin", service.service().url(), email}, environment);
+        QVERIFY(signIn.finish());
+        QCOMPARE(signIn.status(), 0);
+        // The folder is watched: no need to wait for the five-second look.
+        QTRY_VERIFY_WITH_TIMEOUT(menuItem("Signed in: " + email), 3000);
+
+        // Identical content changes nothing; the next real change rebuilds once.
+        rebuilt.clear();
+        QVERIFY(!AgentConfig::load()->save());
+        TavrinProcess signOut({"--signout"}, environment);
+        QVERIFY(signOut.finish());
+        QTRY_VERIFY_WITH_TIMEOUT(menuItem(QStringLiteral("Sign in…")), 3000);
+        QCOMPARE(rebuilt.count(), 1);
+    }
+
+    void autoInsertTwiceReturnsToItsFirstValue()
+    {
+        launch(std::nullopt);
+        QVERIFY(!Preferences::autoInsert());
+        menuItem(QStringLiteral("Auto-insert answers"))->trigger();
+        QVERIFY(Preferences::autoInsert());
+        QVERIFY(menuItem(QStringLiteral("Auto-insert answers"))->isChecked());
+        menuItem(QStringLiteral("Auto-insert answers"))->trigger();
+        QVERIFY(!Preferences::autoInsert());
+        QVERIFY(!menuItem(QStringLiteral("Auto-insert answers"))->isChecked());
+    }
+
+    void oneSignInWindowAndAPairingWindowPerCall()
+    {
+        launch(AgentConfig{QStringLiteral("https://tavrin.example"), QStringLiteral("tok"), email});
+        m_app->showSignIn();
+        m_app->showSignIn();
+        QTRY_COMPARE(visibleWindows(QStringLiteral("Sign in to Tavrin")).size(), 1);
+        m_app->showPair();
+        m_app->showPair();
+        QTRY_COMPARE(visibleWindows(QStringLiteral("Add iPhone")).size(), 2);
+    }
+
+    void tapOpensThePanelForTypingAndAPressClosesIt()
+    {
+        launchSignedInToScript();
+        QVERIFY(activate(m_editorWindow));
+        QVERIFY(key(QStringLiteral("alt+space")));
+        QTRY_COMPARE(phase(), Phase::Typing);
+        QTRY_VERIFY(m_app->panel()->isVisible());
+        QTRY_COMPARE_WITH_TIMEOUT(QApplication::activeWindow(), m_app->panel(), 15000);
+        QVERIFY(key(QStringLiteral("alt+space")));
+        QTRY_COMPARE(phase(), Phase::Idle);
+        QTRY_VERIFY(!m_app->panel()->isVisible());
+    }
+
+    void holdDictatesAndTheAnswerIsInserted()
+    {
+        const QString clip = m_dir.filePath(QStringLiteral("shorter.wav"));
+        QCOMPARE(QProcess::execute("flite", {"-voice", "kal16", "-t", "make it shorter", "-o", clip}), 0);
+        QVERIFY(setClipboard("kept while dictating", QStringLiteral("text/plain")));
+        launchSignedInToService();
+        EditorDriver editor(processOfWindow(m_editorWindow));
+        QTRY_VERIFY_WITH_TIMEOUT(editor.isReady(), 10000);
+        QVERIFY(editor.setText(QStringLiteral("Draft: ")));
+        QVERIFY(editor.select(7, 7));
+        QVERIFY(activate(m_editorWindow));
+
+        QVERIFY(xdotool({"keydown", "alt+space"}));
+        QTRY_COMPARE(phase(), Phase::Listening);
+        QTRY_VERIFY(m_app->panel()->isVisible());
+        // The editor keeps the keyboard while the panel listens.
+        QCOMPARE(xdotool({"getactivewindow"}).value_or(QByteArray()).trimmed().toULongLong(), m_editorWindow);
+        QCOMPARE(QProcess::execute("paplay", {"-d", "vmic", clip}), 0);
+        QTRY_VERIFY_WITH_TIMEOUT(m_app->session().request().contains(QStringLiteral("shorter")), 5000);
+        QVERIFY(xdotool({"keyup", "alt+space"}));
+        // A dictated request's answer goes into the editor as soon as it is complete.
+        QTRY_COMPARE_WITH_TIMEOUT(phase(), Phase::Idle, 15000);
+        QVERIFY(!m_app->session().answer().isEmpty());
+        QTRY_COMPARE_WITH_TIMEOUT(editor.text(), "Draft: " + m_app->session().answer(), 15000);
+        // The insertion is over once the clipboard is back.
+        QTRY_COMPARE_WITH_TIMEOUT(clipboard(QStringLiteral("text/plain")), QByteArray("kept while dictating"),
+                                  5000);
+    }
+
+    void replyToCopiedTextAndATapDuringTheAnswer()
+    {
+        launchSignedInToService();
+        EditorDriver editor(processOfWindow(m_editorWindow));
+        QTRY_VERIFY_WITH_TIMEOUT(editor.isReady(), 10000);
+        QVERIFY(editor.setText(QString()));
+        QVERIFY(setClipboard("Lunch at noon?", QStringLiteral("text/plain")));
+        QVERIFY(activate(m_editorWindow));
+        // The panel's own keys are the panel's tests; here the reply is sent as its Return would.
+        const auto replyAndAnswer = [this] {
+            QVERIFY(key(QStringLiteral("alt+shift+space")));
+            QTRY_COMPARE(phase(), Phase::Typing);
+            QCOMPARE(m_app->session().copied(), QStringLiteral("Lunch at noon?"));
+            m_app->session().send();
+            QCOMPARE(m_app->session().request(), Session::replyRequest);
+            QTRY_VERIFY_WITH_TIMEOUT(m_app->session().routeLabel().endsWith(u's'), 10000);
+            QCOMPARE(phase(), Phase::Answer);
+        };
+
+        // A tap of the ask shortcut while the answer shows closes it and inserts nothing.
+        replyAndAnswer();
+        QVERIFY(key(QStringLiteral("alt+space")));
+        QTRY_COMPARE(phase(), Phase::Idle);
+        QTRY_VERIFY(!m_app->panel()->isVisible());
+        QCOMPARE(editor.text(), QString());
+
+        QVERIFY(activate(m_editorWindow));
+        replyAndAnswer();
+        const QString answer = m_app->session().answer();
+        m_app->session().insert();
+        QTRY_COMPARE_WITH_TIMEOUT(editor.text(), answer, 15000);
+        QTRY_COMPARE_WITH_TIMEOUT(clipboard(QStringLiteral("text/plain")), QByteArray("Lunch at noon?"),
+                                  5000);
+
+        // The reply shortcut twice: open, then closed.
+        QVERIFY(activate(m_editorWindow));
+        QVERIFY(key(QStringLiteral("alt+shift+space")));
+        QTRY_COMPARE(phase(), Phase::Typing);
+        QVERIFY(key(QStringLiteral("alt+shift+space")));
+        QTRY_COMPARE(phase(), Phase::Idle);
+    }
+
+    void shortcutChangesAtRunTimeUnlessTaken()
+    {
+        launchSignedInToScript();
+        constexpr xcb_keysym_t letterJ = 0x6a;
+        const ForeignGrab taken(letterJ, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1);
+        m_app->changeShortcut();
+        QPointer<ShortcutRecorder> recorder;
+        QTRY_VERIFY((recorder = qobject_cast<ShortcutRecorder*>(QApplication::activeWindow())));
+
+        QVERIFY(key(QStringLiteral("ctrl+alt+j")));
+        QTRY_VERIFY(shows(recorder, ShortcutRecorder::takenText));
+        QCOMPARE(Preferences::askShortcut(), QStringLiteral("Alt+Space"));
+
+        QVERIFY(key(QStringLiteral("ctrl+alt+k")));
+        QTRY_COMPARE(Preferences::askShortcut(), QStringLiteral("Ctrl+Alt+K"));
+        QVERIFY(menuItem(QStringLiteral("Ask (tap Ctrl+Alt+K · hold to talk)")));
+        QVERIFY(activate(m_editorWindow));
+        QVERIFY(key(QStringLiteral("ctrl+alt+k")));
+        QTRY_COMPARE(phase(), Phase::Typing);
+    }
+
+    void requestEndToEndInTheEditor()
+    {
+        QVERIFY(setClipboard("kept on the clipboard", QStringLiteral("text/plain")));
+        launchSignedInToService();
+        EditorDriver editor(processOfWindow(m_editorWindow));
+        QTRY_VERIFY_WITH_TIMEOUT(editor.isReady(), 10000);
+        QVERIFY(editor.setText(QStringLiteral("The meeting is on Monday.")));
+        QVERIFY(editor.select(18, 24));
+        QVERIFY(activate(m_editorWindow));
+
+        QVERIFY(key(QStringLiteral("alt+space")));
+        QTRY_COMPARE_WITH_TIMEOUT(QApplication::activeWindow(), m_app->panel(), 15000);
+        // The capture runs off the main thread: the selection arrives just after the panel.
+        QTRY_COMPARE(m_app->session().context().selection, QStringLiteral("Monday"));
+        QVERIFY(xdotool({"type", "--delay", "20", "make it friday"}));
+        QTRY_COMPARE(m_app->session().request(), QStringLiteral("make it friday"));
+        QVERIFY(key(QStringLiteral("Return")));
+        QTRY_COMPARE_WITH_TIMEOUT(phase(), Phase::Answer, 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(m_app->session().routeLabel().endsWith(u's'), 10000);
+        const QString answer = m_app->session().answer();
+        QVERIFY(!answer.isEmpty());
+        QVERIFY(key(QStringLiteral("Return")));
+        QTRY_COMPARE_WITH_TIMEOUT(editor.text(), "The meeting is on " + answer + ".", 15000);
+        QTRY_COMPARE_WITH_TIMEOUT(clipboard(QStringLiteral("text/plain")),
+                                  QByteArray("kept on the clipboard"), 5000);
+    }
+
+    // The real program: a second start hands over, --panel opens the panel, windows close without quitting.
+    void oneInstance()
+    {
+        AgentConfig::remove();
+        QProcess first;
+        first.start(QStringLiteral(TAVRIN_EXE), {});
+        QVERIFY(first.waitForStarted());
+        const QByteArray pid = QByteArray::number(first.processId());
+        const auto homeShown = [&] {
+            return xdotool({"search", "--all", "--onlyvisible", "--pid", pid, "--name", "^Tavrin$"})
+                .has_value();
+        };
+        QTRY_VERIFY2_WITH_TIMEOUT(homeShown(), first.readAllStandardError().constData(), 15000);
+        // Closed as a person would, through the window manager.
+        for (const char* title : {"^Sign in to Tavrin$", "^Tavrin$"}) {
+            quint64 window = 0;
+            QTRY_VERIFY((window = xdotool({"search", "--all", "--onlyvisible", "--pid", pid, "--name", title})
+                                      .value_or(QByteArray())
+                                      .trimmed()
+                                      .toULongLong()));
+            QVERIFY(activate(window));
+            QVERIFY(key(QStringLiteral("alt+F4")));
+        }
+        QTRY_VERIFY(!homeShown());
+
+        QProcess second;
+        second.start(QStringLiteral(TAVRIN_EXE), {});
+        QVERIFY(second.waitForFinished(5000));
+        QCOMPARE(second.exitCode(), 0);
+        QTRY_VERIFY_WITH_TIMEOUT(homeShown(), 5000);
+
+        // The panel shares the home window's title: two windows of that name once it shows.
+        const auto tavrinWindows = [&] {
+            return xdotool({"search", "--all", "--onlyvisible", "--pid", pid, "--name", "^Tavrin$"})
+                .value_or(QByteArray())
+                .trimmed()
+                .split('\n')
+                .size();
+        };
+        const auto handOver = [](const QString& request) {
+            QProcess later;
+            later.start(QStringLiteral(TAVRIN_EXE), {request});
+            return later.waitForFinished(10000) && later.exitCode() == 0;
+        };
+        QVERIFY(handOver(QStringLiteral("--panel")));
+        QTRY_COMPARE_WITH_TIMEOUT(tavrinWindows(), 2, 10000);
+        // "--ask" without a question is no command: it brings the home window forward too.
+        QVERIFY(handOver(QStringLiteral("--ask")));
+        QCOMPARE(first.state(), QProcess::Running);
+        first.terminate();
+        QVERIFY(first.waitForFinished(5000));
+    }
+};
+
+int main(int argc, char** argv)
+{
+    if (!DesktopSession::enter())
+        return 1;
+    QApplication app(argc, argv);
+    QApplication::setQuitOnLastWindowClosed(false);
+    TestAppDesktop test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_appdesktop.moc"
