@@ -229,7 +229,8 @@ std::optional<AccountStore::Refusal> AccountStore::saveLocked()
 {
     if (m_settings.statePath.isEmpty())
         return std::nullopt;
-    if (const std::optional<Error> error = PrivateFile::write(m_settings.statePath, m_state.encode()))
-        return Refusal{500, QStringLiteral("The service could not save its accounts: ") + error->message};
+    if (const Result<void> saved = PrivateFile::write(m_settings.statePath, m_state.encode()); !saved.ok())
+        return Refusal{500,
+                       QStringLiteral("The service could not save its accounts: ") + saved.error().message};
     return std::nullopt;
 }

@@ -59,9 +59,10 @@ public:
                       .arg(host)
                       .arg(p.expiresIn));
             if (qEnvironmentVariableIsSet("MORVIK_CODE_OUT")) {
-                if (auto failure =
-                        PrivateFile::write(qEnvironmentVariable("MORVIK_CODE_OUT"), p.code.toUtf8()))
-                    return fail(*failure);
+                const Result<void> written =
+                    PrivateFile::write(qEnvironmentVariable("MORVIK_CODE_OUT"), p.code.toUtf8());
+                if (!written.ok())
+                    return fail(written.error());
             }
             m_loop.exit(0);
         });
@@ -92,8 +93,8 @@ private:
         if (!session.ok())
             return fail(session.error());
         const AgentConfig config{trimmedServer(server), session.value().token, session.value().user.email};
-        if (auto failure = config.save())
-            return fail(*failure);
+        if (const Result<void> saved = config.save(); !saved.ok())
+            return fail(saved.error());
         finish(prefix + session.value().user.email, 0);
     }
 

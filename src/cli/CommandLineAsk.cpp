@@ -82,9 +82,9 @@ int run(const QString& question, std::FILE* out)
     EventPrinter printer(out);
     AskStream* stream = AgentClient::ask(request, *config);
     QObject::connect(stream, &AskStream::event, stream, [&printer](const AskEvent& e) { printer.print(e); });
-    QObject::connect(stream, &AskStream::finished, stream, [&printer](const std::optional<Error>& error) {
-        if (error) {
-            printer.transportError(*error);
+    QObject::connect(stream, &AskStream::finished, stream, [&printer](const Result<void>& outcome) {
+        if (!outcome.ok()) {
+            printer.transportError(outcome.error());
             printer.failed = true;
         }
         QCoreApplication::exit(printer.failed ? 1 : 0);

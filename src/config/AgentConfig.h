@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/Error.h"
+#include "base/Result.h"
 
 #include <QByteArray>
 #include <QString>
@@ -23,7 +24,7 @@ struct AgentConfig
     static QString locate(const QByteArray& configPathVariable, const QString& homeDirectory);
 
     static std::optional<AgentConfig> load();
-    std::optional<Error> save() const;
+    Result<void> save() const;
     static void remove();
 
     std::optional<QUrl> legacyPairingURL() const;

@@ -18,7 +18,7 @@ Error fileError(const QString& what, const QString& path, int code, const QStrin
 
 namespace PrivateFile {
 
-std::optional<Error> makeDirectories(const QString& directory)
+Result<void> makeDirectories(const QString& directory)
 {
     const QString absolute = QDir::cleanPath(QFileInfo(directory).absoluteFilePath());
     QString path;
@@ -35,10 +35,10 @@ std::optional<Error> makeDirectories(const QString& directory)
     if (!info.isDir())
         return fileError(QStringLiteral("Could not create the folder"), absolute, ENOTDIR,
                          QString::fromLocal8Bit(std::strerror(ENOTDIR)));
-    return std::nullopt;
+    return {};
 }
 
-std::optional<Error> write(const QString& path, const QByteArray& bytes)
+Result<void> write(const QString& path, const QByteArray& bytes)
 {
     // QSaveFile's temporary file starts out 0600; fixing the permissions before commit keeps it so
     // after the rename, instead of widening to the umask default.
@@ -59,7 +59,7 @@ std::optional<Error> write(const QString& path, const QByteArray& bytes)
         return fileError(QStringLiteral("Could not protect"), path, code,
                          QString::fromLocal8Bit(std::strerror(code)));
     }
-    return std::nullopt;
+    return {};
 }
 
 } // namespace PrivateFile

@@ -98,10 +98,10 @@ void AskStream::onFinished()
             return;
         emit event(e);
     }
-    end(std::nullopt);
+    end(Result<void>());
 }
 
-void AskStream::end(const std::optional<Error>& error)
+void AskStream::end(const Result<void>& outcome)
 {
     if (m_over)
         return;
@@ -112,7 +112,7 @@ void AskStream::end(const std::optional<Error>& error)
         m_reply->deleteLater();
     }
     if (!m_cancelled)
-        emit finished(error);
+        emit finished(outcome);
     deleteLater();
 }
 

@@ -75,8 +75,10 @@ void Session::begin(bool listening, bool replyToClipboard)
     setPhase({listening ? Phase::Listening : Phase::Typing, {}});
     if (!listening)
         return;
-    if (auto failure = m_dictation->start(this, [this](const QString& partial) { setRequest(partial); }))
-        setPhase({Phase::Error, failure->message});
+    const Result<void> started =
+        m_dictation->start(this, [this](const QString& partial) { setRequest(partial); });
+    if (!started.ok())
+        setPhase({Phase::Error, started.error().message});
 }
 
 void Session::finishListening()
@@ -174,11 +176,11 @@ void Session::apply(const AskEvent& event)
     }
 }
 
-void Session::streamEnded(const std::optional<Error>& error)
+void Session::streamEnded(const Result<void>& outcome)
 {
     m_stream = nullptr;
-    if (error)
-        setPhase({Phase::Error, error->message});
+    if (!outcome.ok())
+        setPhase({Phase::Error, outcome.error().message});
     else if (!m_streamAnswered)
         setPhase({Phase::Error, emptyAnswer});
 }

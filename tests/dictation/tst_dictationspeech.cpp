@@ -48,9 +48,9 @@ private:
     void start()
     {
         auto* listener = m_listener.get();
-        const auto error =
+        const Result<void> started =
             m_dictation->start(listener, [listener](const QString& t) { listener->partials << t; });
-        QVERIFY2(!error, qPrintable(error ? error->message : QString()));
+        QVERIFY2(started.ok(), qPrintable(started.ok() ? QString() : started.error().message));
     }
 
     void stop()

@@ -43,9 +43,10 @@ public:
     explicit Answer(AskStream* askStream) : stream(askStream)
     {
         connect(askStream, &AskStream::event, this, [this](const AskEvent& e) { events.append(e); });
-        connect(askStream, &AskStream::finished, this, [this](const std::optional<Error>& e) {
+        connect(askStream, &AskStream::finished, this, [this](const Result<void>& outcome) {
             ++finishes;
-            error = e;
+            if (!outcome.ok())
+                error = outcome.error();
         });
     }
 

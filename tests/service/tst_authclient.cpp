@@ -78,11 +78,11 @@ private slots:
         QFETCH(int, status);
         QFETCH(QByteArray, body);
         QFETCH(QString, message);
-        const auto failure = AuthClient::check(status, body);
-        QCOMPARE(failure.has_value(), !message.isEmpty());
-        if (failure) {
-            QCOMPARE(failure->message, message);
-            QCOMPARE(failure->domain, AuthClient::failureDomain);
+        const Result<void> judged = AuthClient::check(status, body);
+        QCOMPARE(judged.ok(), message.isEmpty());
+        if (!judged.ok()) {
+            QCOMPARE(judged.error().message, message);
+            QCOMPARE(judged.error().domain, AuthClient::failureDomain);
         }
     }
 
@@ -210,7 +210,7 @@ private slots:
         ScriptedServer server;
         server.enqueue(json(200, devices));
         server.enqueue(json(200, "{}"));
-        QCOMPARE(configFor(server).save(), std::nullopt);
+        QVERIFY(configFor(server).save().ok());
         bool done = false;
         AuthClient::signOut(configFor(server), this, [&done] { done = true; });
         QTRY_VERIFY(done);
@@ -231,7 +231,7 @@ private slots:
         }
         const AgentConfig config{QStringLiteral("http://127.0.0.1:%1").arg(closedPort), QStringLiteral("t"),
                                  std::nullopt};
-        QCOMPARE(config.save(), std::nullopt);
+        QVERIFY(config.save().ok());
         bool done = false;
         AuthClient::signOut(config, this, [&done] { done = true; });
         QTRY_VERIFY(done);
