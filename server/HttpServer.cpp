@@ -2,6 +2,7 @@
 
 #include "JsonReply.h"
 #include "Log.h"
+#include "base/UrlHost.h"
 
 #include <cerrno>
 #include <csignal>
@@ -87,6 +88,5 @@ void HttpServer::stop()
 
 QString HttpServer::url(const QString& host, int port)
 {
-    const QString shown = host.contains(QLatin1Char(':')) ? QStringLiteral("[%1]").arg(host) : host;
-    return QStringLiteral("http://%1:%2").arg(shown).arg(port);
+    return QStringLiteral("http://%1:%2").arg(urlHost(host)).arg(port);
 }

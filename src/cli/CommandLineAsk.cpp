@@ -1,5 +1,6 @@
 #include "cli/CommandLineAsk.h"
 
+#include "base/ExitStatus.h"
 #include "service/AgentClient.h"
 
 #include <QCoreApplication>
@@ -73,7 +74,7 @@ int run(const QString& question, std::FILE* out)
     const std::optional<AgentConfig> config = AgentConfig::load();
     if (!config) {
         std::fprintf(out, "no config at %s\n", qUtf8Printable(AgentConfig::fileURL()));
-        return 2;
+        return ExitStatus::notSignedIn;
     }
     AskRequest request;
     request.text = question;
@@ -87,7 +88,7 @@ int run(const QString& question, std::FILE* out)
             printer.transportError(outcome.error());
             printer.failed = true;
         }
-        QCoreApplication::exit(printer.failed ? 1 : 0);
+        QCoreApplication::exit(printer.failed ? ExitStatus::failure : ExitStatus::success);
     });
     const int status = QCoreApplication::exec();
     printer.flush();

@@ -1,3 +1,4 @@
+#include "base/ExitStatus.h"
 #include "cli/AccountCommands.h"
 #include "cli/CommandLineAsk.h"
 
@@ -6,8 +7,6 @@
 #include <cstdio>
 
 namespace {
-
-constexpr int usageStatus = 64; // EX_USAGE
 
 const char usage[] = "usage: tavrin --ask QUESTION | --signin SERVER EMAIL | --pair SERVER CODE | --whoami | "
                      "--new-code | --signout | --help | --version\n";
@@ -31,12 +30,12 @@ int main(int argc, char* argv[])
 
     if (arguments.contains(QStringLiteral("--help"))) {
         std::fputs(usage, stdout);
-        return 0;
+        return ExitStatus::success;
     }
     if (arguments.contains(QStringLiteral("--version"))) {
         std::printf("tavrin %s\n", TAVRIN_VERSION);
-        return 0;
+        return ExitStatus::success;
     }
     std::fputs(usage, stderr);
-    return usageStatus;
+    return ExitStatus::usage;
 }

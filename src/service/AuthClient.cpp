@@ -1,5 +1,6 @@
 #include "service/AuthClient.h"
 
+#include "protocol/ErrorBody.h"
 #include "service/Http.h"
 
 #include <QFile>
@@ -253,10 +254,8 @@ Result<void> check(int status, const QByteArray& body)
 {
     if (status >= 200 && status <= 299)
         return {};
-    const QJsonValue message = QJsonDocument::fromJson(body).object().value(QLatin1String("error"));
     return Error{failureDomain, status,
-                 message.isString() ? message.toString()
-                                    : QStringLiteral("Server returned HTTP %1").arg(status)};
+                 ErrorBody::reason(body).value_or(QStringLiteral("Server returned HTTP %1").arg(status))};
 }
 
 QString deviceName()

@@ -72,6 +72,10 @@ private slots:
             << 404 << QByteArray("{}") << QStringLiteral("Server returned HTTP 404");
         QTest::newRow("error not a string")
             << 502 << QByteArray(R"({"error":3})") << QStringLiteral("Server returned HTTP 502");
+        QTest::newRow("nested error message")
+            << 503 << QByteArray(R"({"error":{"message":" model down "}})") << QStringLiteral("model down");
+        QTest::newRow("blank error text")
+            << 500 << QByteArray(R"({"error":"  "})") << QStringLiteral("Server returned HTTP 500");
     }
     void checkJudgesStatusAndBody()
     {
