@@ -181,12 +181,14 @@ void TestX11::hotKeyFollowsLayoutChange()
 void TestX11::terminalSelectionFromPrimary()
 {
     QVERIFY(activate(m_terminalWindow));
-    // A double click on the word the terminal printed first selects it, and xterm takes PRIMARY.
-    QVERIFY(xdotool({"mousemove", "--window", QString::number(m_terminalWindow), "14", "9", "click",
-                     "--repeat", "2", "--delay", "60", "1"}));
+    // A triple click on the first line, whatever the font, selects the word the terminal printed there,
+    // and xterm takes PRIMARY.
+    QVERIFY(xdotool({"mousemove", "--window", QString::number(m_terminalWindow), "4", "4", "click",
+                     "--repeat", "3", "--delay", "60", "1"}));
 
     FocusContext context;
-    QTRY_COMPARE((context = captureFocus()).selection, "SELECTME");
+    // A selected line ends with its line break.
+    QTRY_COMPARE((context = captureFocus()).selection, "SELECTME\n");
     QCOMPARE(context.app->windowClass, "XTerm");
     QVERIFY(!context.before);
 }
@@ -200,7 +202,7 @@ void TestX11::editorSelection_data()
     QTest::addColumn<QString>("before");
     QTest::addColumn<QString>("after");
 
-    // The terminal still owns PRIMARY: with only a caret in the editor, that selection is not the editor's.
+    // With only a caret in the editor, PRIMARY (owned by another client) is not the editor's selection.
     QTest::newRow("caret") << "hello world" << 5 << 5 << std::optional<QString>() << "hello"
                            << " world";
     QTest::newRow("caret at the start") << "hello world" << 0 << 0 << std::optional<QString>() << ""
@@ -222,6 +224,7 @@ void TestX11::editorSelection()
     QFETCH(std::optional<QString>, selection);
     QFETCH(QString, before);
     QFETCH(QString, after);
+    QVERIFY(run(QStringLiteral("xclip"), {"-selection", "primary"}, "elsewhere"));
     QVERIFY(activate(m_editorWindow));
     // A busy editor may let one call time out: setting text and selection again is harmless.
     QTRY_VERIFY(m_editor->setText(text));

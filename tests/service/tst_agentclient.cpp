@@ -1,3 +1,4 @@
+#include "ClosedPort.h"
 #include "ScriptedServer.h"
 #include "service/AgentClient.h"
 
@@ -222,14 +223,10 @@ private slots:
 
     void refusedConnectionIsATransportError()
     {
-        quint16 closedPort = 0;
-        {
-            QTcpServer probe;
-            QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
-            closedPort = probe.serverPort();
-        }
+        const ClosedPort closed;
+        QVERIFY(closed.port());
         Answer answer(AgentClient::ask(question("hi"),
-                                       configAt(QStringLiteral("http://127.0.0.1:%1").arg(closedPort))));
+                                       configAt(QStringLiteral("http://127.0.0.1:%1").arg(closed.port()))));
         QTRY_COMPARE(answer.finishes, 1);
         QVERIFY(answer.error);
         QCOMPARE(answer.error->domain, QStringLiteral("Network"));

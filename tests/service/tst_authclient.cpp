@@ -1,3 +1,4 @@
+#include "ClosedPort.h"
 #include "ScriptedServer.h"
 #include "service/AuthClient.h"
 
@@ -228,13 +229,10 @@ private slots:
 
     void signOutForgetsEvenWithTheServerDown()
     {
-        quint16 closedPort = 0;
-        {
-            ScriptedServer gone;
-            closedPort = gone.port();
-        }
-        const AgentConfig config{QStringLiteral("http://127.0.0.1:%1").arg(closedPort), QStringLiteral("t"),
-                                 std::nullopt};
+        const ClosedPort closed;
+        QVERIFY(closed.port());
+        const AgentConfig config{QStringLiteral("http://127.0.0.1:%1").arg(closed.port()),
+                                 QStringLiteral("t"), std::nullopt};
         QVERIFY(config.save().ok());
         bool done = false;
         AuthClient::signOut(config, this, [&done] { done = true; });
