@@ -136,16 +136,6 @@ private slots:
         QCOMPARE(AgentConfig::load(), config);
     }
 
-    void removeIsQuietAndKeepsTheFolder()
-    {
-        AgentConfig::remove();
-        QVERIFY(!AgentConfig::load());
-        QVERIFY((AgentConfig{QStringLiteral("u"), QStringLiteral("t"), std::nullopt}.save().ok()));
-        AgentConfig::remove();
-        QVERIFY(!QFile::exists(m_path));
-        QVERIFY(QFileInfo(m_path).absoluteDir().exists());
-    }
-
     void saveReportsTheFileSystemError()
     {
         const QString blocker = m_root.filePath(QStringLiteral("blocker"));
