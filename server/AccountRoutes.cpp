@@ -2,6 +2,7 @@
 
 #include "Accounts.h"
 #include "JsonReply.h"
+#include "Log.h"
 #include "SessionReply.h"
 
 #include <QJsonArray>
@@ -33,9 +34,40 @@ QString pairingLink(const httplib::Request& request, const QString& code)
     return link.toString(QUrl::FullyEncoded);
 }
 
+QString client(const httplib::Request& request)
+{
+    return QString::fromStdString(request.remote_addr);
+}
+
+QString duration(std::chrono::seconds wait)
+{
+    if (wait.count() <= 90)
+        return wait.count() == 1 ? QStringLiteral("1 second")
+                                 : QStringLiteral("%1 seconds").arg(wait.count());
+    return QStringLiteral("%1 minutes").arg((wait.count() + 59) / 60);
+}
+
+// 429 with the time to wait, in the header for programs and in the sentence for people.
+void tooMany(httplib::Response& response, const QString& what, std::chrono::seconds wait)
+{
+    JsonReply::error(response, 429, QStringLiteral("%1; try again in %2.").arg(what, duration(wait)));
+    response.set_header("Retry-After", std::to_string(wait.count()));
+}
+
+// The longer of two waits, or nothing when neither has to wait.
+std::optional<std::chrono::seconds> longer(std::optional<std::chrono::seconds> a,
+                                           std::optional<std::chrono::seconds> b)
+{
+    if (!a || !b)
+        return a ? a : b;
+    return std::max(*a, *b);
+}
+
 } // namespace
 
-AccountRoutes::AccountRoutes(Accounts& accounts) : m_accounts(accounts) {}
+AccountRoutes::AccountRoutes(Accounts& accounts, bool googleOffered)
+    : m_accounts(accounts), m_googleOffered(googleOffered)
+{}
 
 void AccountRoutes::install(httplib::Server& server)
 {
@@ -78,7 +110,7 @@ void AccountRoutes::install(httplib::Server& server)
 void AccountRoutes::config(httplib::Response& response) const
 {
     JsonReply::object(response, 200,
-                      {{QStringLiteral("google"), true},
+                      {{QStringLiteral("google"), m_googleOffered},
                        {QStringLiteral("apple_web"), false},
                        {QStringLiteral("email"), true},
                        {QStringLiteral("invite_only"), !m_accounts.store.openSignup()}});
@@ -94,21 +126,24 @@ void AccountRoutes::sendCode(const httplib::Request& request, httplib::Response&
         JsonReply::error(response, 400, QStringLiteral("Enter a valid e-mail address."));
         return;
     }
-    QString purpose = purposeLogin;
-    if (!m_accounts.store.hasAccount(email)) {
-        if (!m_accounts.store.openSignup()) {
-            JsonReply::error(response, 403,
-                             QStringLiteral("There is no account for %1, and new accounts need an invite: "
-                                            "continue with Google to use one.")
-                                 .arg(email));
+    SignInLimits& limits = m_accounts.limits;
+    if (const auto wait =
+            longer(limits.codesPerClient.take(client(request)), limits.codesPerAddress.take(email))) {
+        tooMany(response, QStringLiteral("Too many codes were asked for"), *wait);
+        return;
+    }
+    const bool known = m_accounts.store.hasAccount(email);
+    const QString purpose = known || !m_accounts.store.openSignup() ? purposeLogin : purposeVerify;
+    // An address without an account gets the same answer as one with an account, so that the answer
+    // does not tell strangers who has one; no code is sent, so none can be used.
+    if (known || m_accounts.store.openSignup()) {
+        const QString code = m_accounts.emailCodes.issue(email, purpose, Accounts::emailCodeLifetime);
+        if (const std::optional<QString> problem = m_accounts.mailbox.deliver(email, code, purpose)) {
+            JsonReply::error(response, 500, *problem);
             return;
         }
-        purpose = purposeVerify;
-    }
-    const QString code = m_accounts.emailCodes.issue(email, purpose, Accounts::emailCodeLifetime);
-    if (const std::optional<QString> problem = m_accounts.mailbox.deliver(email, code, purpose)) {
-        JsonReply::error(response, 500, *problem);
-        return;
+    } else {
+        Log::line(QStringLiteral("mail not sent: no account for %1").arg(email));
     }
     JsonReply::object(
         response, 200,
@@ -122,6 +157,15 @@ void AccountRoutes::verifyCode(const httplib::Request& request, httplib::Respons
     if (!body)
         return;
     const QString email = AccountStore::normalized(text(*body, "email"));
+    // Every try is counted before the code is looked at, so that parallel guesses are counted too; a
+    // right code costs a try like a wrong one, and a new code does not give tries back.
+    SignInLimits& limits = m_accounts.limits;
+    if (const auto wait =
+            longer(limits.guessesPerClientAndAddress.take(client(request) + QLatin1Char(' ') + email),
+                   limits.guessesPerAddress.take(email))) {
+        tooMany(response, QStringLiteral("Too many wrong codes"), *wait);
+        return;
+    }
     const auto entry = m_accounts.emailCodes.takeFor(email, text(*body, "code").trimmed());
     if (!entry) {
         JsonReply::error(response, 400,
@@ -143,8 +187,20 @@ void AccountRoutes::login(const httplib::Request& request, httplib::Response& re
     const std::optional<QJsonObject> body = JsonReply::readObject(request, response);
     if (!body)
         return;
-    SessionReply::session(response, m_accounts.store.login(text(*body, "email"), text(*body, "password"),
-                                                           SessionReply::deviceFields(*body)));
+    const QString email = AccountStore::normalized(text(*body, "email"));
+    SignInLimits& limits = m_accounts.limits;
+    if (const auto wait =
+            longer(limits.loginsPerClient.attempt(client(request)), limits.loginsPerAccount.attempt(email))) {
+        tooMany(response, QStringLiteral("Too many sign-in attempts"), *wait);
+        return;
+    }
+    const auto outcome =
+        m_accounts.store.login(email, text(*body, "password"), SessionReply::deviceFields(*body));
+    if (std::holds_alternative<AccountStore::SignedIn>(outcome)) {
+        limits.loginsPerClient.succeeded(client(request));
+        limits.loginsPerAccount.succeeded(email);
+    }
+    SessionReply::session(response, outcome);
 }
 
 void AccountRoutes::pair(const httplib::Request& request, httplib::Response& response)
@@ -152,6 +208,10 @@ void AccountRoutes::pair(const httplib::Request& request, httplib::Response& res
     const std::optional<QJsonObject> body = JsonReply::readObject(request, response);
     if (!body)
         return;
+    if (const auto wait = m_accounts.limits.pairingGuessesPerClient.take(client(request))) {
+        tooMany(response, QStringLiteral("Too many pairing codes were tried"), *wait);
+        return;
+    }
     const QString code =
         text(*body, "code").remove(QLatin1Char(' ')).remove(QLatin1Char('-')).trimmed().toUpper();
     const auto entry = m_accounts.pairingCodes.take(code);

@@ -17,7 +17,7 @@ struct Response;
 class AccountRoutes
 {
 public:
-    explicit AccountRoutes(Accounts& accounts);
+    AccountRoutes(Accounts& accounts, bool googleOffered);
 
     void install(httplib::Server& server);
 
@@ -38,4 +38,5 @@ private:
     std::optional<AccountStore::Caller> caller(const httplib::Request& request, httplib::Response& response);
 
     Accounts& m_accounts;
+    bool m_googleOffered;
 };

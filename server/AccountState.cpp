@@ -5,52 +5,6 @@
 #include <QJsonObject>
 #include <QJsonParseError>
 
-namespace {
-
-QJsonObject toJson(const AccountState::Account& account)
-{
-    QJsonObject object{{"email", account.email}, {"plan", account.plan}, {"role", account.role}};
-    if (!account.passwordHash.isEmpty())
-        object.insert("password_pbkdf2", account.passwordHash);
-    return object;
-}
-
-QJsonObject toJson(const AccountState::Device& device)
-{
-    return {{"id", device.id},
-            {"email", device.email},
-            {"token_sha256", device.tokenDigest},
-            {"name", device.name},
-            {"client", device.client},
-            {"platform", device.platform},
-            {"created", device.created.toUTC().toString(Qt::ISODate)}};
-}
-
-} // namespace
-
-QByteArray AccountState::encode() const
-{
-    QJsonArray accountList;
-    for (const Account& account : accounts)
-        accountList.append(toJson(account));
-    QJsonArray deviceList;
-    for (const Device& device : devices)
-        deviceList.append(toJson(device));
-    QJsonArray invites;
-    for (const QString& digest : usedInviteDigests)
-        invites.append(digest);
-    QJsonObject asks;
-    for (auto it = usage.constBegin(); it != usage.constEnd(); ++it)
-        asks.insert(it.key(), QJsonObject{{"day", it->day.toString(Qt::ISODate)}, {"asks", it->asks}});
-    const QJsonObject root{{"version", 1},
-                           {"accounts", accountList},
-                           {"devices", deviceList},
-                           {"next_device", nextDevice},
-                           {"used_invites_sha256", invites},
-                           {"usage", asks}};
-    return QJsonDocument(root).toJson(QJsonDocument::Indented);
-}
-
 std::variant<AccountState, QString> AccountState::decode(const QByteArray& bytes)
 {
     QJsonParseError parseError{};
@@ -78,7 +32,9 @@ std::variant<AccountState, QString> AccountState::decode(const QByteArray& bytes
                       object.value("name").toString(),
                       object.value("client").toString(),
                       object.value("platform").toString(),
-                      QDateTime::fromString(object.value("created").toString(), Qt::ISODate)};
+                      QDateTime::fromString(object.value("created").toString(), Qt::ISODate),
+                      {}};
+        device.lastUsed = device.created;
         if (device.id <= 0 || device.tokenDigest.isEmpty())
             return QStringLiteral("a device without an id or token digest");
         state.devices.append(device);

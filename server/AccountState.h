@@ -9,8 +9,9 @@
 #include <QString>
 #include <variant>
 
-// Everything the account half keeps across restarts, and its file form. Secrets appear only as
-// digests: PBKDF2 hashes of passwords, SHA-256 of device tokens and of used invite codes.
+// Everything the account half keeps across restarts, and the JSON state file of earlier versions, which
+// is read once to migrate it. Secrets appear only as digests: PBKDF2 hashes of passwords, SHA-256 of
+// device tokens and of used invite codes.
 struct AccountState
 {
     struct Account
@@ -29,6 +30,7 @@ struct AccountState
         QString client;
         QString platform;
         QDateTime created;
+        QDateTime lastUsed;
     };
     struct Usage
     {
@@ -42,7 +44,6 @@ struct AccountState
     QSet<QString> usedInviteDigests;
     QHash<QString, Usage> usage; // by e-mail address
 
-    QByteArray encode() const;
-    // The state in a file's bytes, or why they are not one.
+    // The state in a JSON state file's bytes, or why they are not one.
     static std::variant<AccountState, QString> decode(const QByteArray& bytes);
 };

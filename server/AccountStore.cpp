@@ -2,9 +2,6 @@
 
 #include "PasswordHash.h"
 #include "Secrets.h"
-#include "config/PrivateFile.h"
-
-#include <QFile>
 
 namespace {
 
@@ -28,6 +25,9 @@ AccountStore::Refusal alreadyThere(const QString& email)
     return {409, QStringLiteral("There is already an account for %1.").arg(email)};
 }
 
+// How often a device's last use is written down: often enough for expiry measured in days.
+constexpr qint64 touchEverySeconds = 3600;
+
 } // namespace
 
 AccountStore::AccountStore(Settings settings, Clock clock)
@@ -42,16 +42,19 @@ QString AccountStore::normalized(const QString& email)
 std::optional<QString> AccountStore::load()
 {
     const std::lock_guard lock(m_mutex);
-    if (m_settings.statePath.isEmpty() || !QFile::exists(m_settings.statePath))
-        return std::nullopt;
-    QFile file(m_settings.statePath);
-    if (!file.open(QIODevice::ReadOnly))
-        return QStringLiteral("Could not read %1: %2").arg(m_settings.statePath, file.errorString());
-    auto decoded = AccountState::decode(file.readAll());
-    if (const QString* problem = std::get_if<QString>(&decoded))
-        return QStringLiteral("%1 is not a state file of this service: %2")
-            .arg(m_settings.statePath, *problem);
-    m_state = std::move(std::get<AccountState>(decoded));
+    auto opened = StateDatabase::open(m_settings.statePath, m_state);
+    if (const QString* problem = std::get_if<QString>(&opened))
+        return *problem;
+    m_database = std::get<std::unique_ptr<StateDatabase>>(std::move(opened));
+    const QDateTime now = m_clock();
+    QList<int> expired;
+    for (const AccountState::Device& device : std::as_const(m_state.devices)) {
+        if (expiredLocked(device, now))
+            expired.append(device.id);
+    }
+    if (std::optional<QString> problem = m_database->removeDevices(expired))
+        return problem;
+    m_state.devices.removeIf([&](const AccountState::Device& device) { return expired.contains(device.id); });
     return std::nullopt;
 }
 
@@ -69,9 +72,7 @@ std::optional<QString> AccountStore::ensureAccount(const QString& email, const Q
         account->passwordHash = PasswordHash::make(password);
     account->plan = plan.isEmpty() ? defaultPlan : plan;
     account->role = role.isEmpty() ? defaultRole : role;
-    if (const std::optional<Refusal> refusal = saveLocked())
-        return refusal->message;
-    return std::nullopt;
+    return m_database->saveAccount(*account);
 }
 
 void AccountStore::addInvite(const QString& code)
@@ -98,13 +99,19 @@ std::optional<AccountStore::User> AccountStore::user(const QString& email)
 AccountStore::Outcome<AccountStore::SignedIn>
 AccountStore::login(const QString& email, const QString& password, const DeviceFields& device)
 {
-    const std::lock_guard lock(m_mutex);
-    const AccountState::Account* account = findLocked(normalized(email));
-    if (!account) {
-        PasswordHash::matches(password, decoyHash());
-        return wrongPassword();
+    const QString address = normalized(email);
+    std::optional<QString> stored;
+    {
+        const std::lock_guard lock(m_mutex);
+        if (const AccountState::Account* account = findLocked(address))
+            stored = account->passwordHash;
     }
-    if (!PasswordHash::matches(password, account->passwordHash))
+    // The slow hash runs unlocked, so that a flood of logins does not hold up every other route.
+    if (!PasswordHash::matches(password, stored.value_or(decoyHash())) || !stored)
+        return wrongPassword();
+    const std::lock_guard lock(m_mutex);
+    const AccountState::Account* account = findLocked(address);
+    if (!account)
         return wrongPassword();
     return addDeviceLocked(*account, device);
 }
@@ -138,10 +145,24 @@ AccountStore::signUpWithInvite(const QString& email, const QString& invite, cons
     // An invite is spent only on an account it really creates.
     if (findLocked(normalized(email)))
         return alreadyThere(normalized(email));
+    const AccountState::Account account{normalized(email), {}, defaultPlan, defaultRole};
+    const QString token = Secrets::deviceToken();
+    AccountState::Device added{0,           account.email, Secrets::digest(token),
+                               device.name, device.client, device.platform,
+                               m_clock(),   m_clock()};
+    // The invite is spent, the account made and the device added together, or none of them.
+    if (const std::optional<QString> problem = m_database->together([&]() -> std::optional<QString> {
+            if (auto failed = m_database->useInvite(digest))
+                return failed;
+            if (auto failed = m_database->saveAccount(account))
+                return failed;
+            return m_database->addDevice(added);
+        }))
+        return notSaved(*problem);
     m_state.usedInviteDigests.insert(digest);
-    if (const std::optional<Refusal> refusal = createLocked(normalized(email)))
-        return *refusal;
-    return addDeviceLocked(*findLocked(normalized(email)), device);
+    m_state.accounts.append(account);
+    m_state.devices.append(added);
+    return SignedIn{token, User{account.email, account.plan, account.role}};
 }
 
 std::optional<AccountStore::Caller> AccountStore::authenticate(const QString& token)
@@ -149,10 +170,20 @@ std::optional<AccountStore::Caller> AccountStore::authenticate(const QString& to
     if (token.isEmpty())
         return std::nullopt;
     const QString digest = Secrets::digest(token);
+    const QDateTime now = m_clock();
     const std::lock_guard lock(m_mutex);
-    for (const AccountState::Device& device : std::as_const(m_state.devices)) {
-        if (device.tokenDigest == digest)
-            return Caller{device.email, device.id};
+    for (AccountState::Device& device : m_state.devices) {
+        if (device.tokenDigest != digest)
+            continue;
+        if (expiredLocked(device, now)) {
+            const int id = device.id;
+            if (!m_database->removeDevices({id}))
+                m_state.devices.removeIf([id](const AccountState::Device& each) { return each.id == id; });
+            return std::nullopt;
+        }
+        if (device.lastUsed.secsTo(now) >= touchEverySeconds && !m_database->touchDevice(device.id, now))
+            device.lastUsed = now;
+        return Caller{device.email, device.id};
     }
     return std::nullopt;
 }
@@ -171,12 +202,14 @@ QList<AccountState::Device> AccountStore::devices(const QString& email)
 AccountStore::Outcome<int> AccountStore::revoke(const Caller& caller, int device)
 {
     const std::lock_guard lock(m_mutex);
-    const qsizetype removed = m_state.devices.removeIf(
-        [&](const AccountState::Device& each) { return each.id == device && each.email == caller.email; });
-    if (removed == 0)
+    const auto theirs = [&](const AccountState::Device& each) {
+        return each.id == device && each.email == caller.email;
+    };
+    if (std::none_of(m_state.devices.cbegin(), m_state.devices.cend(), theirs))
         return Refusal{404, QStringLiteral("This account has no device %1.").arg(device)};
-    if (const std::optional<Refusal> refusal = saveLocked())
-        return *refusal;
+    if (const std::optional<QString> problem = m_database->removeDevices({device}))
+        return notSaved(*problem);
+    m_state.devices.removeIf(theirs);
     return device;
 }
 
@@ -186,14 +219,24 @@ std::optional<AccountStore::Refusal> AccountStore::countAsk(const QString& email
     if (m_settings.dailyLimit <= 0)
         return std::nullopt;
     const QDate today = m_clock().date();
-    AccountState::Usage& usage = m_state.usage[email];
+    AccountState::Usage usage = m_state.usage.value(email);
     if (usage.day != today)
         usage = {today, 0};
     if (usage.asks >= m_settings.dailyLimit)
         return Refusal{402,
                        QStringLiteral("The daily limit of %1 asks is reached.").arg(m_settings.dailyLimit)};
     ++usage.asks;
-    return saveLocked();
+    if (const std::optional<QString> problem = m_database->saveUsage(email, usage))
+        return notSaved(*problem);
+    m_state.usage.insert(email, usage);
+    return std::nullopt;
+}
+
+int AccountStore::asksToday(const QString& email)
+{
+    const std::lock_guard lock(m_mutex);
+    const AccountState::Usage usage = m_state.usage.value(email);
+    return usage.day == m_clock().date() ? usage.asks : 0;
 }
 
 AccountState::Account* AccountStore::findLocked(const QString& email)
@@ -209,28 +252,33 @@ AccountStore::Outcome<AccountStore::SignedIn>
 AccountStore::addDeviceLocked(const AccountState::Account& account, const DeviceFields& device)
 {
     const QString token = Secrets::deviceToken();
-    m_state.devices.append({m_state.nextDevice++, account.email, Secrets::digest(token), device.name,
-                            device.client, device.platform, m_clock()});
-    const User user{account.email, account.plan, account.role};
-    if (const std::optional<Refusal> refusal = saveLocked())
-        return *refusal;
-    return SignedIn{token, user};
+    AccountState::Device added{0,           account.email, Secrets::digest(token),
+                               device.name, device.client, device.platform,
+                               m_clock(),   m_clock()};
+    if (const std::optional<QString> problem = m_database->addDevice(added))
+        return notSaved(*problem);
+    m_state.devices.append(added);
+    return SignedIn{token, User{account.email, account.plan, account.role}};
 }
 
 std::optional<AccountStore::Refusal> AccountStore::createLocked(const QString& email)
 {
     if (findLocked(email))
         return alreadyThere(email);
-    m_state.accounts.append({email, {}, defaultPlan, defaultRole});
-    return saveLocked();
+    const AccountState::Account account{email, {}, defaultPlan, defaultRole};
+    if (const std::optional<QString> problem = m_database->saveAccount(account))
+        return notSaved(*problem);
+    m_state.accounts.append(account);
+    return std::nullopt;
 }
 
-std::optional<AccountStore::Refusal> AccountStore::saveLocked()
+bool AccountStore::expiredLocked(const AccountState::Device& device, const QDateTime& now) const
 {
-    if (m_settings.statePath.isEmpty())
-        return std::nullopt;
-    if (const Result<void> saved = PrivateFile::write(m_settings.statePath, m_state.encode()); !saved.ok())
-        return Refusal{500,
-                       QStringLiteral("The service could not save its accounts: ") + saved.error().message};
-    return std::nullopt;
+    const qint64 allowed = std::chrono::duration_cast<std::chrono::seconds>(m_settings.deviceExpiry).count();
+    return allowed > 0 && device.lastUsed.isValid() && device.lastUsed.secsTo(now) >= allowed;
+}
+
+AccountStore::Refusal AccountStore::notSaved(const QString& problem)
+{
+    return {500, QStringLiteral("The service could not save its accounts: ") + problem};
 }

@@ -2,24 +2,28 @@
 
 #include "AccountState.h"
 #include "Clock.h"
+#include "StateDatabase.h"
 
 #include <QSet>
 #include <QString>
+#include <chrono>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <variant>
 
 // The accounts, their signed-in devices, invite codes and daily ask counts. Safe to use from the
-// server's worker threads; with a state file, every change is saved to it atomically before the
-// caller hears of it.
+// server's worker threads; every change is saved in one transaction of the state database before the
+// caller hears of it. Devices whose token has not been used for a while are signed out.
 class AccountStore
 {
 public:
     struct Settings
     {
-        QString statePath;       // empty: in memory only
-        int dailyLimit = 0;      // asks per account and day; 0: no limit
-        bool openSignup = false; // new addresses may create an account without an invite
+        QString statePath;                  // empty: in memory only
+        int dailyLimit = 0;                 // asks per account and day; 0: no limit
+        bool openSignup = false;            // new addresses may create an account without an invite
+        std::chrono::days deviceExpiry{90}; // unused this long, a device token stops working; 0: never
     };
     struct User
     {
@@ -53,7 +57,8 @@ public:
 
     AccountStore(Settings settings, Clock clock);
 
-    // Reads the state file when there is one; why it could not, otherwise nothing.
+    // Opens the state (migrating a JSON state file); why it could not, otherwise nothing. Before anything
+    // else.
     std::optional<QString> load();
     // Accounts and invites given when the service starts. A given password replaces a different one.
     std::optional<QString> ensureAccount(const QString& email, const QString& password, const QString& plan,
@@ -77,6 +82,9 @@ public:
     Outcome<int> revoke(const Caller& caller, int device);
     // Counts one ask against today's limit: nothing when it may go ahead.
     std::optional<Refusal> countAsk(const QString& email);
+    // The asks counted today; asks are counted only when there is a daily limit.
+    int asksToday(const QString& email);
+    int dailyLimit() const { return m_settings.dailyLimit; }
 
     static QString normalized(const QString& email);
 
@@ -84,11 +92,13 @@ private:
     AccountState::Account* findLocked(const QString& email);
     Outcome<SignedIn> addDeviceLocked(const AccountState::Account& account, const DeviceFields& device);
     std::optional<Refusal> createLocked(const QString& email);
-    std::optional<Refusal> saveLocked();
+    bool expiredLocked(const AccountState::Device& device, const QDateTime& now) const;
+    static Refusal notSaved(const QString& problem);
 
     Settings m_settings;
     Clock m_clock;
     std::mutex m_mutex;
     AccountState m_state;
+    std::unique_ptr<StateDatabase> m_database;
     QSet<QString> m_invites;
 };

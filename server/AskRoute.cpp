@@ -2,13 +2,16 @@
 
 #include "AskAccess.h"
 #include "ChunkedEventSink.h"
+#include "HistoryRecorder.h"
 #include "JsonReply.h"
 #include "Log.h"
 
 #include <QElapsedTimer>
 #include <httplib.h>
 
-AskRoute::AskRoute(AnswerEngine& engine, const AskAccess& access) : m_engine(engine), m_access(access) {}
+AskRoute::AskRoute(AnswerEngine& engine, const AskAccess& access, AskHistory* history)
+    : m_engine(engine), m_access(access), m_history(history)
+{}
 
 void AskRoute::install(httplib::Server& server)
 {
@@ -62,21 +65,27 @@ void AskRoute::handle(const httplib::Request& request, httplib::Response& respon
         JsonReply::error(response, refusal->status, refusal->message);
         return;
     }
-    stream(*input, caller->name, response);
+    stream(*input, caller->name, caller->account, response);
 }
 
-void AskRoute::stream(const AskInput& input, const QString& caller, httplib::Response& response)
+void AskRoute::stream(const AskInput& input, const QString& caller, const std::optional<QString>& account,
+                      httplib::Response& response)
 {
     // Proxies must pass each event on as it comes instead of collecting the whole answer.
     response.set_header("Cache-Control", "no-cache");
     response.set_header("X-Accel-Buffering", "no");
     response.set_chunked_content_provider(
-        "text/event-stream", [this, input, caller](std::size_t, httplib::DataSink& sink) {
+        "text/event-stream", [this, input, caller, account](std::size_t, httplib::DataSink& sink) {
             ++m_active;
             QElapsedTimer clock;
             clock.start();
             ChunkedEventSink events(sink);
-            m_engine.answer(input, events);
+            if (m_history && account) {
+                HistoryRecorder recorder(events, *m_history, *account, input);
+                m_engine.answer(input, recorder);
+            } else {
+                m_engine.answer(input, events);
+            }
             // Counted before the ask stops being active, so that a watcher never sees neither.
             if (events.agentGone())
                 ++m_hungUp;

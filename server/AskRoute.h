@@ -6,6 +6,7 @@
 #include <optional>
 
 class AskAccess;
+class AskHistory;
 
 namespace httplib {
 class Server;
@@ -13,11 +14,12 @@ struct Request;
 struct Response;
 } // namespace httplib
 
-// POST v1/ask: admits the caller, reads the request and streams the engine's answer as an event stream.
+// POST v1/ask: admits the caller, reads the request and streams the engine's answer as an event stream;
+// with a history, an account's completed answers are kept there.
 class AskRoute
 {
 public:
-    AskRoute(AnswerEngine& engine, const AskAccess& access);
+    AskRoute(AnswerEngine& engine, const AskAccess& access, AskHistory* history = nullptr);
 
     void install(httplib::Server& server);
 
@@ -30,10 +32,12 @@ public:
 
 private:
     void handle(const httplib::Request& request, httplib::Response& response);
-    void stream(const AskInput& input, const QString& caller, httplib::Response& response);
+    void stream(const AskInput& input, const QString& caller, const std::optional<QString>& account,
+                httplib::Response& response);
 
     AnswerEngine& m_engine;
     const AskAccess& m_access;
+    AskHistory* m_history;
     std::atomic<int> m_active = 0;
     std::atomic<int> m_hungUp = 0;
 };

@@ -1,13 +1,15 @@
 #include "ExpiringCodes.h"
 
-ExpiringCodes::ExpiringCodes(Clock clock, std::function<QString()> generate, int maxFailuresPerSubject)
-    : m_clock(std::move(clock)), m_generate(std::move(generate)), m_maxFailures(maxFailuresPerSubject)
+ExpiringCodes::ExpiringCodes(Clock clock, std::function<QString()> generate)
+    : m_clock(std::move(clock)), m_generate(std::move(generate))
 {}
 
 QString ExpiringCodes::issue(const QString& subject, const QString& note, std::chrono::seconds lifetime)
 {
     const std::lock_guard lock(m_mutex);
     dropExpired();
+    m_entries.removeIf(
+        [&](const auto& item) { return item.value().subject == subject && item.value().note == note; });
     QString code;
     do {
         code = m_generate();
@@ -46,14 +48,17 @@ std::optional<ExpiringCodes::Entry> ExpiringCodes::takeFor(const QString& subjec
     if (found != m_entries.end() && found->subject == subject) {
         const Entry entry = *found;
         m_entries.erase(found);
-        m_failures.remove(subject);
         return entry;
     }
-    if (++m_failures[subject] >= m_maxFailures) {
-        m_entries.removeIf([&subject](const auto& item) { return item.value().subject == subject; });
-        m_failures.remove(subject);
-    }
     return std::nullopt;
+}
+
+void ExpiringCodes::strike(const QString& code, int allowed)
+{
+    const std::lock_guard lock(m_mutex);
+    const auto found = m_entries.find(code);
+    if (found != m_entries.end() && ++found->strikes >= allowed)
+        m_entries.erase(found);
 }
 
 void ExpiringCodes::dropExpired()

@@ -18,7 +18,7 @@ public:
     void install(httplib::Server& server);
 
 private:
-    static void consentPage(httplib::Response& response);
+    static void consentPage(const httplib::Request& request, httplib::Response& response);
     void consent(const httplib::Request& request, httplib::Response& response);
     void completeWithInvite(const httplib::Request& request, httplib::Response& response);
 

@@ -1,5 +1,6 @@
 #include "HttpServer.h"
 
+#include "GuardedServer.h"
 #include "JsonReply.h"
 #include "Log.h"
 #include "base/UrlHost.h"
@@ -11,20 +12,14 @@
 #include <httplib.h>
 #include <thread>
 
-namespace {
-
-constexpr std::size_t maxBodyBytes = 4 * 1024 * 1024;
-
-} // namespace
-
-HttpServer::HttpServer() : m_server(std::make_unique<httplib::Server>())
+HttpServer::HttpServer(const ConnectionLimits& limits) : m_server(std::make_unique<GuardedServer>(limits))
 {
     // The library writes to sockets without MSG_NOSIGNAL: an agent that hangs up mid-answer would
     // otherwise kill the process instead of failing the write.
     std::signal(SIGPIPE, SIG_IGN);
     // Event frames are small writes; with Nagle on, each waits ~40 ms for the previous one's ACK.
     m_server->set_tcp_nodelay(true);
-    m_server->set_payload_max_length(maxBodyBytes);
+    m_server->set_payload_max_length(limits.maxBodyBytes);
     m_server->set_logger([](const httplib::Request& request, const httplib::Response& response) {
         Log::line(QStringLiteral("%1 %2 %3")
                       .arg(QString::fromStdString(request.method), QString::fromStdString(request.path))
@@ -32,6 +27,9 @@ HttpServer::HttpServer() : m_server(std::make_unique<httplib::Server>())
     });
     m_server->set_error_handler(
         httplib::Server::HandlerWithResponse([](const httplib::Request&, httplib::Response& response) {
+            // A body cut off at the limit fails like a broken one inside the library; say what it was.
+            if (response.status == 400 && GuardedServer::bodyTooLarge())
+                response.status = 413;
             if (!response.body.empty())
                 return httplib::Server::HandlerResponse::Unhandled;
             const QString reason = response.status == 404   ? QStringLiteral("not found")
@@ -57,14 +55,21 @@ HttpServer::HttpServer() : m_server(std::make_unique<httplib::Server>())
 
 HttpServer::~HttpServer() = default;
 
+httplib::Server& HttpServer::routes()
+{
+    return *m_server;
+}
+
 std::variant<int, QString> HttpServer::bind(const QString& host, int port)
 {
     const std::string address = host.toStdString();
     errno = 0;
     const int bound =
         port == 0 ? m_server->bind_to_any_port(address) : (m_server->bind_to_port(address, port) ? port : -1);
-    if (bound > 0)
+    if (bound > 0) {
+        m_server->widenListenQueue();
         return bound;
+    }
     const QString reason =
         errno != 0 ? QString::fromLocal8Bit(std::strerror(errno)) : QStringLiteral("address not usable");
     return QStringLiteral("Could not listen on %1: %2").arg(url(host, port), reason);

@@ -3,7 +3,7 @@
 #include <QString>
 
 // The service's log: one time-stamped line per call on standard error, whole lines even when worker
-// threads write at once. Tokens, passwords and pairing codes never go here.
+// threads write at once, control characters escaped. Tokens, passwords and codes never go here.
 namespace Log {
 
 void line(const QString& text);

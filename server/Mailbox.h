@@ -5,7 +5,7 @@
 #include <optional>
 
 // Where e-mailed codes go, since the service sends no mail: one line per message appended to a file
-// that only the owner can read (when a file is given), and the same line in the log.
+// that only the owner can read (when a file is given); the log names the address and purpose only.
 class Mailbox
 {
 public:

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AccountSeed.h"
+#include "ConnectionLimits.h"
 #include "upstream/UpstreamSettings.h"
 
 #include <QString>
@@ -17,13 +18,21 @@ struct ServiceOptions
     std::optional<QString> token;
     std::chrono::milliseconds wordDelay{30};
     std::optional<UpstreamSettings> upstream; // absent: the offline engine answers
+    ConnectionLimits connections;
 
     AccountSeed seed;
     QString statePath;   // empty: accounts live in memory only
     QString mailboxPath; // empty: e-mailed codes go to the log only
     int dailyLimit = 0;  // asks per account and day; 0: no limit
     std::chrono::seconds pairingLifetime{300};
+    std::chrono::days deviceExpiry{90}; // 0: device tokens never expire
     bool openSignup = false;
+    // The Google stand-in signs anyone in as any existing address: for development only.
+    bool googleStandIn = false;
+    QString historyPath; // empty: no ask is kept
+    std::chrono::days historyRetention{30};
+    // A password, invite or token was given as an argument, which every local user can read.
+    bool secretsOnCommandLine = false;
 
     // Any account option turns the account half on; without one the service knows only the shared token.
     bool hasAccounts() const

@@ -3,26 +3,39 @@
 #include "AccountRoutes.h"
 #include "Accounts.h"
 #include "AskAccess.h"
+#include "AskHistory.h"
 #include "AskRoute.h"
+#include "BrowserPages.h"
 #include "EngineChoice.h"
 #include "GoogleSignInRoutes.h"
 #include "HttpServer.h"
 #include "Log.h"
 
 TavrinService::TavrinService(const ServiceOptions& options, const Clock& clock)
-    : m_options(options), m_engine(EngineChoice::make(options)), m_http(std::make_unique<HttpServer>())
+    : m_options(options), m_engine(EngineChoice::make(options)),
+      m_http(std::make_unique<HttpServer>(options.connections))
 {
     if (options.hasAccounts()) {
-        m_accounts = std::make_unique<Accounts>(
-            AccountStore::Settings{options.statePath, options.dailyLimit, options.openSignup},
-            options.mailboxPath, options.pairingLifetime, clock);
-        m_accountRoutes = std::make_unique<AccountRoutes>(*m_accounts);
-        m_googleRoutes = std::make_unique<GoogleSignInRoutes>(*m_accounts);
+        m_accounts =
+            std::make_unique<Accounts>(AccountStore::Settings{options.statePath, options.dailyLimit,
+                                                              options.openSignup, options.deviceExpiry},
+                                       options.mailboxPath, options.pairingLifetime, clock);
+        m_accountRoutes = std::make_unique<AccountRoutes>(*m_accounts, options.googleStandIn);
         m_accountRoutes->install(m_http->routes());
-        m_googleRoutes->install(m_http->routes());
+        if (options.googleStandIn) {
+            m_googleRoutes = std::make_unique<GoogleSignInRoutes>(*m_accounts);
+            m_googleRoutes->install(m_http->routes());
+        }
+        if (!options.historyPath.isEmpty())
+            m_history = std::make_unique<AskHistory>(options.historyPath, options.historyRetention, clock);
+        m_browserPages =
+            std::make_unique<BrowserPages>(*m_accounts, m_history.get(), options.googleStandIn, clock);
+        m_browserPages->install(m_http->routes());
+    } else {
+        BrowserPages::installWithoutAccounts(m_http->routes());
     }
     m_askAccess = std::make_unique<AskAccess>(options.token, m_accounts ? &m_accounts->store : nullptr);
-    m_askRoute = std::make_unique<AskRoute>(*m_engine, *m_askAccess);
+    m_askRoute = std::make_unique<AskRoute>(*m_engine, *m_askAccess, m_history.get());
     m_askRoute->install(m_http->routes());
 }
 
@@ -32,6 +45,10 @@ std::optional<QString> TavrinService::bind()
 {
     if (std::optional<QString> problem = loadAccounts())
         return problem;
+    if (m_history) {
+        if (std::optional<QString> problem = m_history->open())
+            return problem;
+    }
     const std::variant<int, QString> bound = m_http->bind(m_options.host, m_options.port);
     if (const QString* problem = std::get_if<QString>(&bound))
         return *problem;

@@ -10,7 +10,9 @@
 class AccountRoutes;
 class AnswerEngine;
 class AskAccess;
+class AskHistory;
 class AskRoute;
+class BrowserPages;
 class GoogleSignInRoutes;
 class HttpServer;
 struct Accounts;
@@ -40,11 +42,13 @@ private:
     ServiceOptions m_options;
     QString m_url;
     std::unique_ptr<AnswerEngine> m_engine;
-    std::unique_ptr<Accounts> m_accounts; // none in shared-token mode
+    std::unique_ptr<Accounts> m_accounts;  // none in shared-token mode
+    std::unique_ptr<AskHistory> m_history; // none unless asked for
     std::unique_ptr<AskAccess> m_askAccess;
     std::unique_ptr<AskRoute> m_askRoute;
     std::unique_ptr<AccountRoutes> m_accountRoutes;
     std::unique_ptr<GoogleSignInRoutes> m_googleRoutes;
+    std::unique_ptr<BrowserPages> m_browserPages;
     // Last, so that it stops serving before anything its routes use goes away.
     std::unique_ptr<HttpServer> m_http;
 };

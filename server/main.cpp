@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdio>
 #include <pthread.h>
+#include <sys/resource.h>
 #include <thread>
 
 namespace {
@@ -48,6 +49,16 @@ private:
     std::thread m_waiter;
 };
 
+// Every connection is a descriptor, and the usual soft limit of 1024 is below what the service holds.
+void raiseDescriptorLimit()
+{
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
 } // namespace
 
 int main(int argc, char* argv[])
@@ -64,7 +75,13 @@ int main(int argc, char* argv[])
         return usageStatus;
     }
 
-    TavrinService service(std::get<ServiceOptions>(parsed));
+    const auto& options = std::get<ServiceOptions>(parsed);
+    if (options.secretsOnCommandLine)
+        Log::line(
+            QStringLiteral("warning: passwords, invites or tokens given as arguments are visible to every "
+                           "local user; prefer --accounts FILE, --token-file FILE or TAVRIN_SERVICE_TOKEN"));
+    raiseDescriptorLimit();
+    TavrinService service(options);
     // Before the server starts its worker threads, which inherit the blocked signals.
     StopSignals stopSignals;
     if (const std::optional<QString> problem = service.bind()) {

@@ -23,3 +23,14 @@ void Preferences::setAutoInsert(bool enabled)
     QSettings().setValue(autoInsertKey, enabled);
     emit shared().didChange();
 }
+
+QString Preferences::askShortcut()
+{
+    return QSettings().value(askShortcutKey, defaultAskShortcut).toString();
+}
+
+void Preferences::setAskShortcut(const QString& shortcut)
+{
+    QSettings().setValue(askShortcutKey, shortcut);
+    emit shared().didChange();
+}

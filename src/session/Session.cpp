@@ -53,6 +53,11 @@ std::optional<QString> Session::clipboardText() const
     return trimmed;
 }
 
+void Session::setCopied(const std::optional<QString>& copied)
+{
+    assign(m_copied, copied, &Session::copiedChanged);
+}
+
 void Session::begin(bool listening, bool replyToClipboard)
 {
     ++m_requestNumber;
@@ -158,7 +163,7 @@ void Session::apply(const AskEvent& event)
     if (const auto* route = std::get_if<AskEvents::Route>(&event)) {
         setRouteLabel(route->route + routeSeparator + route->source);
     } else if (const auto* delta = std::get_if<AskEvents::Delta>(&event)) {
-        setAnswer(m_answer + delta->text);
+        appendToAnswer(delta->text);
         setPhase({Phase::Answer, {}});
     } else if (const auto* link = std::get_if<AskEvents::Link>(&event)) {
         setLink(link->url);
@@ -235,6 +240,15 @@ void Session::setPhase(const Phase& phase)
 void Session::setAnswer(const QString& answer)
 {
     assign(m_answer, answer, &Session::answerChanged);
+}
+
+void Session::appendToAnswer(const QString& appended)
+{
+    if (appended.isEmpty())
+        return;
+    m_answer += appended;
+    emit answerAppended(appended);
+    emit answerChanged();
 }
 
 void Session::setRouteLabel(const QString& label)

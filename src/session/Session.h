@@ -64,6 +64,8 @@ public:
     FocusContext context() const { return m_context; }
     const std::optional<QString>& copied() const { return m_copied; }
     QString copiedText() const { return m_copied.value_or(QString()); }
+    // The panel sets the message to reply to, or drops it.
+    void setCopied(const std::optional<QString>& copied);
     QString adjustText() const { return m_adjustText; }
     void setAdjustText(const QString& text);
 
@@ -89,6 +91,9 @@ signals:
     void phaseChanged();
     void requestChanged();
     void answerChanged();
+    // Emitted with exactly what a delta appended, before answerChanged, so that a view can grow the
+    // answer without comparing whole texts.
+    void answerAppended(const QString& appended);
     void routeLabelChanged();
     void linkChanged();
     void contextChanged();
@@ -107,6 +112,7 @@ private:
     template <typename T> void assign(T& member, const T& value, void (Session::*changed)());
     void setPhase(const Phase& phase);
     void setAnswer(const QString& answer);
+    void appendToAnswer(const QString& appended);
     void setRouteLabel(const QString& label);
     void setLink(const std::optional<QUrl>& link);
 

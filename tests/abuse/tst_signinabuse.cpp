@@ -1,0 +1,147 @@
+#include "ServiceProcess.h"
+
+#include <QFile>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+const QString ana = QStringLiteral("ana@example.com");
+
+QJsonObject withDevice(QJsonObject body)
+{
+    body.insert("client", "app");
+    body.insert("platform", "mac");
+    body.insert("name", "abuse test");
+    return body;
+}
+
+} // namespace
+
+// Getting in without being invited, as a stranger on the network would try it.
+class TestSignInAbuse : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+
+    QString write(const QString& name, const QByteArray& content, QFileDevice::Permissions permissions)
+    {
+        QFile file(m_dir.filePath(name));
+        if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+            return {};
+        file.setPermissions(permissions);
+        return file.fileName();
+    }
+
+    // A service with one account given through a file, as the README recommends, and a mailbox.
+    QStringList accountOptions()
+    {
+        const QString accounts =
+            write("accounts.json", R"({"accounts":[{"email":"ana@example.com","password":"correct horse"}]})",
+                  QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+        return {"--accounts", accounts, "--mailbox", m_dir.filePath("mailbox")};
+    }
+
+    QString lastMailedCode()
+    {
+        QFile file(m_dir.filePath("mailbox"));
+        if (!file.open(QIODevice::ReadOnly))
+            return {};
+        return QRegularExpression("code=(\\d{6})\\s*$").match(QString::fromUtf8(file.readAll())).captured(1);
+    }
+
+private slots:
+    void theGoogleStandInIsNoOpenDoor()
+    {
+        ServiceProcess service(accountOptions());
+        QVERIFY(service.started());
+        QCOMPARE(Raw::exchange(service.port(), Raw::get("auth/config")).json().value("google"),
+                 QJsonValue(false));
+        QCOMPARE(Raw::exchange(service.port(), Raw::get("auth/google/consent?email=ana@example.com")).status,
+                 404);
+        QCOMPARE(
+            Raw::exchange(service.port(), Raw::post("auth/pair", withDevice({{"code", "ABCD2345"}}))).status,
+            400);
+    }
+
+    void mailedCodesCannotBeGuessed()
+    {
+        ServiceProcess service(accountOptions());
+        QVERIFY(service.started());
+        const quint16 port = service.port();
+        int sent = 0;
+        for (int ask = 0; ask < 10; ++ask)
+            sent += Raw::exchange(port, Raw::post("auth/code", withDevice({{"email", ana}}))).status == 200;
+        QCOMPARE(sent, 3);
+        const QString code = lastMailedCode();
+        QCOMPARE(code.size(), 6);
+        int refused = 0;
+        for (int guess = 0; guess < 30; ++guess) {
+            const QString wrong =
+                QString::number((code.toInt() + 1 + guess) % 1000000).rightJustified(6, '0');
+            refused += Raw::exchange(
+                           port, Raw::post("auth/code/verify", withDevice({{"email", ana}, {"code", wrong}})))
+                           .status == 429;
+        }
+        QCOMPARE(refused, 25);
+        QVERIFY2(!service.log().contains(code.toUtf8()), "an e-mailed code reached the log");
+        QVERIFY(service.log().contains("mail to=ana@example.com purpose=login"));
+    }
+
+    void passwordGuessesWaitLongerAndLonger()
+    {
+        ServiceProcess service(accountOptions());
+        QVERIFY(service.started());
+        int refused = 0;
+        for (int guess = 0; guess < 12; ++guess) {
+            const RawReply reply = Raw::exchange(
+                service.port(), Raw::post("auth/login", withDevice({{"email", ana}, {"password", "guess"}})));
+            refused += reply.status == 429;
+            QVERIFY(reply.status == 401 || reply.head.contains("Retry-After: "));
+        }
+        QVERIFY2(refused >= 5, QByteArray::number(refused));
+        QVERIFY(!service.log().contains("guess"));
+    }
+
+    void unknownAddressesLookLikeKnownOnes()
+    {
+        ServiceProcess service(accountOptions());
+        QVERIFY(service.started());
+        const RawReply known =
+            Raw::exchange(service.port(), Raw::post("auth/code", withDevice({{"email", ana}})));
+        const RawReply unknown = Raw::exchange(
+            service.port(), Raw::post("auth/code", withDevice({{"email", "nobody@example.com"}})));
+        QCOMPARE(unknown.status, known.status);
+        QCOMPARE(unknown.body, known.body);
+    }
+
+    void secretsStaySecret()
+    {
+        const QString mailbox = write("mailbox", "",
+                                      QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                          QFileDevice::ReadOther | QFileDevice::ReadGroup);
+        const QString tokenFile = write("token", "file-token\n", QFileDevice::ReadOwner);
+        ServiceProcess service(accountOptions() + QStringList{"--token-file", tokenFile});
+        QVERIFY(service.started());
+        QCOMPARE(Raw::exchange(service.port(), Raw::post("auth/code", withDevice({{"email", ana}}))).status,
+                 200);
+        QCOMPARE(QFile(mailbox).permissions() & (QFileDevice::ReadOther | QFileDevice::ReadGroup),
+                 QFileDevice::Permissions());
+        QCOMPARE(Raw::exchange(service.port(), Raw::get("v1/me%0a2026-01-01%20forged%20line")).status, 404);
+        QCOMPARE(Raw::exchange(service.port(),
+                               Raw::post("v1/ask", {{"text", "hi"}}, "Authorization: Bearer file-token\r\n"))
+                     .status,
+                 200);
+        const QByteArray log = service.log();
+        QVERIFY2(!log.contains("\n2026-01-01 forged"), log.constData());
+        QVERIFY2(log.contains("\\x0a2026-01-01 forged"), log.constData());
+        QVERIFY(!log.contains("file-token") && !log.contains("correct horse"));
+        QVERIFY(!log.contains("warning: passwords"));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestSignInAbuse)
+#include "tst_signinabuse.moc"

@@ -1,0 +1,204 @@
+#include "FakeDesktopPlatform.h"
+#include "app/AskShortcuts.h"
+#include "app/Autostart.h"
+#include "app/DesktopOptionsView.h"
+#include "app/ShortcutRecorder.h"
+#include "config/Preferences.h"
+#include "desktop/HotKey.h"
+
+#include <QCheckBox>
+#include <QDir>
+#include <QFile>
+#include <QLabel>
+#include <QPushButton>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+const KeyChord altSpace{Qt::Key_Space, Qt::AltModifier};
+const KeyChord altShiftSpace{Qt::Key_Space, Qt::AltModifier | Qt::ShiftModifier};
+const KeyChord ctrlAltK{Qt::Key_K, Qt::ControlModifier | Qt::AltModifier};
+const KeyChord ctrlAltShiftK{Qt::Key_K, Qt::ControlModifier | Qt::AltModifier | Qt::ShiftModifier};
+
+} // namespace
+
+// The shortcut pair and its recorder, start at login, and the home window's rows for both.
+class TestAskShortcuts : public QObject
+{
+    Q_OBJECT
+
+private:
+    std::unique_ptr<FakeDesktopPlatform> m_desktop;
+
+    QList<KeyChord> registered() const { return m_desktop->shortcuts.registered.values(); }
+
+private slots:
+    void init() { m_desktop = std::make_unique<FakeDesktopPlatform>(); }
+    void cleanup() { m_desktop.reset(); }
+
+    void usableShortcuts_data()
+    {
+        QTest::addColumn<QString>("shortcut");
+        QTest::addColumn<bool>("usable");
+        QTest::newRow("Alt+Space") << "Alt+Space" << true;
+        QTest::newRow("Ctrl+Alt+K") << "Ctrl+Alt+K" << true;
+        QTest::newRow("Meta+J") << "Meta+J" << true;
+        QTest::newRow("no modifier") << "F8" << false;
+        QTest::newRow("Shift is the reply's") << "Ctrl+Shift+K" << false;
+        QTest::newRow("a modifier alone") << "Ctrl+Alt" << false;
+        QTest::newRow("two chords") << "Ctrl+K, Ctrl+J" << false;
+    }
+    void usableShortcuts()
+    {
+        QFETCH(QString, shortcut);
+        QFETCH(bool, usable);
+        QCOMPARE(AskShortcuts::isUsable(QKeySequence(shortcut, QKeySequence::PortableText)), usable);
+    }
+
+    void changeReplacesThePairOnlyWhenBothAreGranted()
+    {
+        AskShortcuts shortcuts(m_desktop->shortcuts);
+        shortcuts.install(QKeySequence(QStringLiteral("Alt+Space")));
+        QVERIFY(shortcuts.isRegistered());
+        QCOMPARE(registered(), (QList<KeyChord>{altSpace, altShiftSpace}));
+
+        m_desktop->shortcuts.taken = {ctrlAltShiftK};
+        QCOMPARE(shortcuts.change(QKeySequence(QStringLiteral("Ctrl+Alt+K"))), AskShortcuts::Outcome::Taken);
+        QCOMPARE(registered(), (QList<KeyChord>{altSpace, altShiftSpace}));
+        QCOMPARE(shortcuts.shortcut(), QKeySequence(QStringLiteral("Alt+Space")));
+
+        m_desktop->shortcuts.taken.clear();
+        QSignalSpy changed(&shortcuts, &AskShortcuts::shortcutChanged);
+        QCOMPARE(shortcuts.change(QKeySequence(QStringLiteral("Ctrl+Alt+K"))),
+                 AskShortcuts::Outcome::Registered);
+        QCOMPARE(registered(), (QList<KeyChord>{ctrlAltK, ctrlAltShiftK}));
+        QCOMPARE(changed.count(), 1);
+
+        QCOMPARE(shortcuts.change(QKeySequence(QStringLiteral("F8"))), AskShortcuts::Outcome::Unusable);
+        QCOMPARE(registered(), (QList<KeyChord>{ctrlAltK, ctrlAltShiftK}));
+    }
+
+    void aShortcutTakenAtLaunchCanBeReplaced()
+    {
+        m_desktop->shortcuts.taken = {altSpace};
+        AskShortcuts shortcuts(m_desktop->shortcuts);
+        shortcuts.install(QKeySequence(QStringLiteral("Alt+Space")));
+        QVERIFY(!shortcuts.isRegistered());
+        QCOMPARE(shortcuts.change(QKeySequence(QStringLiteral("Meta+Space"))),
+                 AskShortcuts::Outcome::Registered);
+        QVERIFY(shortcuts.isRegistered());
+    }
+
+    void pressesOfTheShortcutInForceArrive()
+    {
+        AskShortcuts shortcuts(m_desktop->shortcuts);
+        shortcuts.install(QKeySequence(QStringLiteral("Alt+Space")));
+        shortcuts.change(QKeySequence(QStringLiteral("Ctrl+Alt+K")));
+        QSignalSpy asked(&shortcuts, &AskShortcuts::askPressed);
+        QSignalSpy replied(&shortcuts, &AskShortcuts::replyPressed);
+        for (auto id = m_desktop->shortcuts.registered.keyBegin();
+             id != m_desktop->shortcuts.registered.keyEnd(); ++id)
+            HotKey::deliver({HotKey::signature, *id}, true);
+        QTRY_COMPARE(asked.count(), 1);
+        QCOMPARE(replied.count(), 1);
+    }
+
+    void recorderTriesTheNextCombination()
+    {
+        AskShortcuts shortcuts(m_desktop->shortcuts);
+        shortcuts.install(QKeySequence(QStringLiteral("Alt+Space")));
+        m_desktop->shortcuts.taken = {ctrlAltShiftK};
+        QList<QKeySequence> tried;
+        ShortcutRecorder recorder(shortcuts.shortcut(), [&](const QKeySequence& shortcut) {
+            tried << shortcut;
+            return shortcuts.change(shortcut);
+        });
+        recorder.show();
+        const auto problem = [&] {
+            const QList<QLabel*> labels = recorder.findChildren<QLabel*>();
+            for (const QLabel* label : labels) {
+                if (label->isVisible() && (label->text() == ShortcutRecorder::takenText ||
+                                           label->text() == ShortcutRecorder::unusableText))
+                    return label->text();
+            }
+            return QString();
+        };
+
+        // A modifier on its own is a combination still being pressed.
+        QTest::keyClick(&recorder, Qt::Key_Control, Qt::ControlModifier);
+        QCOMPARE(problem(), QString());
+        QTest::keyClick(&recorder, Qt::Key_F8);
+        QCOMPARE(problem(), ShortcutRecorder::unusableText);
+        QTest::keyClick(&recorder, Qt::Key_K, Qt::ControlModifier | Qt::AltModifier);
+        QCOMPARE(problem(), ShortcutRecorder::takenText);
+        QVERIFY(recorder.isVisible());
+        QTest::keyClick(&recorder, Qt::Key_J, Qt::ControlModifier | Qt::AltModifier);
+        QCOMPARE(recorder.result(), int(QDialog::Accepted));
+        QCOMPARE(tried, (QList<QKeySequence>{QKeySequence(QStringLiteral("Ctrl+Alt+K")),
+                                             QKeySequence(QStringLiteral("Ctrl+Alt+J"))}));
+        QCOMPARE(shortcuts.shortcut(), QKeySequence(QStringLiteral("Ctrl+Alt+J")));
+    }
+
+    void homeRowsFollowTheShortcutAndTheEntry()
+    {
+        QTemporaryDir config;
+        qputenv("XDG_CONFIG_HOME", QFile::encodeName(config.path()));
+        QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, config.path());
+        int changes = 0;
+        DesktopOptionsView view(false, [&] { ++changes; });
+        view.show();
+        const auto shows = [&](const QString& text) {
+            const QList<QLabel*> labels = view.findChildren<QLabel*>();
+            return std::any_of(labels.begin(), labels.end(), [&](const QLabel* label) {
+                return label->isVisible() && label->text() == text;
+            });
+        };
+        QVERIFY(shows(QStringLiteral("Alt+Space")));
+        QVERIFY(
+            shows(QStringLiteral("This desktop shows no status icon. Start Tavrin again to bring this window "
+                                 "back; Alt+Shift+Space replies to copied text; Ctrl+Q quits.")));
+        Preferences::setAskShortcut(QStringLiteral("Ctrl+Alt+K"));
+        QVERIFY(shows(QStringLiteral("Ctrl+Alt+K")));
+        view.findChild<QPushButton*>()->click();
+        QCOMPARE(changes, 1);
+
+        QCheckBox* startAtLogin = view.findChild<QCheckBox*>();
+        QCOMPARE(startAtLogin->accessibleName(), QStringLiteral("Start at login"));
+        startAtLogin->click();
+        QVERIFY(Autostart::isEnabled());
+        startAtLogin->click();
+        QVERIFY(!Autostart::isEnabled());
+        // A folder that cannot be made leaves the box off and says why.
+        QVERIFY(QDir(config.filePath(QStringLiteral("autostart"))).removeRecursively());
+        QFile blocker(config.filePath(QStringLiteral("autostart")));
+        QVERIFY(blocker.open(QIODevice::WriteOnly));
+        blocker.close();
+        startAtLogin->click();
+        QVERIFY(!startAtLogin->isChecked());
+        QVERIFY(shows(QStringLiteral("Cannot create the folder of ") + Autostart::entryPath()));
+        QFile::setPermissions(config.path(),
+                              QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+        Preferences::setAskShortcut(Preferences::defaultAskShortcut);
+    }
+
+    void startAtLoginWritesAndRemovesTheEntry()
+    {
+        QTemporaryDir config;
+        qputenv("XDG_CONFIG_HOME", QFile::encodeName(config.path()));
+        QVERIFY(!Autostart::isEnabled());
+        QCOMPARE(Autostart::setEnabled(true, QStringLiteral("/opt/my apps/tavrin")), std::nullopt);
+        QVERIFY(Autostart::isEnabled());
+        QFile entry(config.filePath(QStringLiteral("autostart/tavrin.desktop")));
+        QVERIFY(entry.open(QIODevice::ReadOnly));
+        QVERIFY(entry.readAll().contains("\nExec=\"/opt/my apps/tavrin\"\n"));
+        QCOMPARE(Autostart::setEnabled(false, QString()), std::nullopt);
+        QVERIFY(!Autostart::isEnabled());
+        QVERIFY(!entry.exists());
+    }
+};
+
+QTEST_MAIN(TestAskShortcuts)
+#include "tst_askshortcuts.moc"

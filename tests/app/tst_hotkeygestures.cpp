@@ -1,0 +1,192 @@
+#include "FakeAudioInput.h"
+#include "FakeDesktopPlatform.h"
+#include "FakeSpeechRecognizer.h"
+#include "MakeTestSession.h"
+#include "ScriptedServer.h"
+#include "app/HotKeyGestures.h"
+#include "app/PanelPresenter.h"
+
+#include <QSettings>
+#include <QTemporaryDir>
+#include <QTest>
+
+using Phase = Session::Phase;
+
+namespace {
+
+class RecordingPanel : public PanelPresenter
+{
+public:
+    QList<bool> shown; // makeKey of each showPanel
+    void showPanel(bool makeKey) override { shown.append(makeKey); }
+};
+
+} // namespace
+
+class TestHotKeyGestures : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_settings;
+    std::unique_ptr<FakeDesktopPlatform> m_desktop;
+    std::unique_ptr<ScriptedServer> m_server;
+    std::unique_ptr<Session> m_session;
+    SessionDictationFakes m_fakes;
+    RecordingPanel m_panel;
+    std::unique_ptr<HotKeyGestures> m_gestures;
+    int m_closes = 0;
+
+    Session& session() { return *m_session; }
+    Phase::Kind phase() { return session().phase().kind; }
+
+    void hold()
+    {
+        m_gestures->askPressed();
+        QTRY_COMPARE(phase(), Phase::Listening);
+    }
+    // Puts the session into a phase from which a press closes it.
+    void reach(Phase::Kind target)
+    {
+        session().begin(false, false);
+        if (target == Phase::Typing)
+            return;
+        if (target == Phase::Error) {
+            session().setConfig(std::nullopt);
+            session().setRequest(QStringLiteral("hi"));
+            session().send();
+            return;
+        }
+        m_server->enqueue(ScriptedResponse().part(
+            target == Phase::Answer ? "event: delta\ndata: {\"t\":\"Hi\"}\n\n" : QByteArray()));
+        session().setRequest(QStringLiteral("hi"));
+        session().send();
+        QTRY_COMPARE(phase(), target);
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QSettings::setDefaultFormat(QSettings::IniFormat);
+        QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, m_settings.path());
+    }
+
+    void init()
+    {
+        m_desktop = std::make_unique<FakeDesktopPlatform>();
+        m_server = std::make_unique<ScriptedServer>();
+        m_session = makeTestSession(*m_desktop, &m_fakes);
+        session().setConfig(AgentConfig{m_server->url().toString(), QStringLiteral("tok"), std::nullopt});
+        m_closes = 0;
+        session().setOnClose([this] { ++m_closes; });
+        m_panel.shown.clear();
+        m_gestures = std::make_unique<HotKeyGestures>(session(), m_panel);
+    }
+
+    void cleanup()
+    {
+        m_gestures.reset();
+        m_session.reset();
+        m_server.reset();
+        m_desktop.reset();
+    }
+
+    void tapOpensThePanelForTypingWithoutDictation()
+    {
+        m_gestures->askPressed();
+        QVERIFY(m_fakes.microphone->isOpen());
+        m_gestures->askReleased();
+        QCOMPARE(phase(), Phase::Typing);
+        QCOMPARE(m_panel.shown, QList<bool>{true});
+        QVERIFY(!m_fakes.microphone->isOpen());
+        QCOMPARE(m_fakes.recognizer->utterances, 0);
+    }
+
+    void holdDictatesWithoutTakingTheKeyboardAndReleaseSends()
+    {
+        m_server->enqueue(ScriptedResponse().part("event: delta\ndata: {\"t\":\"Shorter.\"}\n\n"));
+        // Words spoken between the press and the hold are kept.
+        m_gestures->askPressed();
+        m_fakes.microphone->capture(QByteArray(320, 'a'));
+        QTRY_COMPARE(phase(), Phase::Listening);
+        QCOMPARE(m_panel.shown, QList<bool>{false});
+        QCOMPARE(m_fakes.recognizer->audio.size(), 320);
+        m_fakes.recognizer->hear(QStringLiteral("make it shorter"));
+        m_gestures->askReleased();
+        QTRY_COMPARE(phase(), Phase::Answer);
+        QCOMPARE(m_server->requests().size(), 1);
+        QCOMPARE(session().request(), QStringLiteral("make it shorter"));
+        QVERIFY(session().autoInsert());
+    }
+
+    void pressWhileARequestIsOpenCloses_data()
+    {
+        QTest::addColumn<int>("phase");
+        QTest::newRow("typing") << int(Phase::Typing);
+        QTest::newRow("thinking") << int(Phase::Thinking);
+        QTest::newRow("answer") << int(Phase::Answer);
+        QTest::newRow("error") << int(Phase::Error);
+    }
+    void pressWhileARequestIsOpenCloses()
+    {
+        QFETCH(int, phase);
+        reach(Phase::Kind(phase));
+        m_gestures->askPressed();
+        QCOMPARE(this->phase(), Phase::Idle);
+        QCOMPARE(m_closes, 1);
+        // The release of that press, however late, opens nothing.
+        QTest::qWait(HotKeyGestures::holdThresholdMs + 50);
+        m_gestures->askReleased();
+        QCOMPARE(this->phase(), Phase::Idle);
+        QVERIFY(m_panel.shown.isEmpty());
+    }
+
+    void tapAfterAMissedReleaseFinishesListening()
+    {
+        hold();
+        m_fakes.recognizer->hear(QStringLiteral("summarise"));
+        m_server->enqueue(ScriptedResponse().part("event: delta\ndata: {\"t\":\"Done\"}\n\n"));
+        // The release never came; the next tap ends the dictation.
+        m_gestures->askPressed();
+        m_gestures->askReleased();
+        QTRY_COMPARE(phase(), Phase::Answer);
+        QCOMPARE(session().request(), QStringLiteral("summarise"));
+        QCOMPARE(m_panel.shown, QList<bool>{false});
+    }
+
+    void holdWhoseDictationFailsOpensTypingOnRelease()
+    {
+        m_fakes.recognizer->finishLoading(SpeechRecognizer::Readiness::Unavailable);
+        m_gestures->askPressed();
+        QTRY_COMPARE(phase(), Phase::Error);
+        m_gestures->askReleased();
+        QCOMPARE(phase(), Phase::Typing);
+        QCOMPARE(m_panel.shown, (QList<bool>{false, true}));
+    }
+
+    void tapFromOutsideActsAsAPressAndRelease()
+    {
+        m_gestures->tap();
+        QCOMPARE(phase(), Phase::Typing);
+        QCOMPARE(m_panel.shown, QList<bool>{true});
+        QVERIFY(!m_fakes.microphone->isOpen());
+        m_gestures->tap();
+        QCOMPARE(phase(), Phase::Idle);
+        QCOMPARE(m_closes, 1);
+    }
+
+    void replyTogglesAReplyToTheClipboard()
+    {
+        m_desktop->board.copyByUser(FakeClipboard::textContents(QStringLiteral("  See you at 3?\n")));
+        m_gestures->replyToClipboard();
+        QCOMPARE(phase(), Phase::Typing);
+        QCOMPARE(session().copied(), QStringLiteral("See you at 3?"));
+        QCOMPARE(m_panel.shown, QList<bool>{true});
+        m_gestures->replyToClipboard();
+        QCOMPARE(phase(), Phase::Idle);
+        QCOMPARE(m_closes, 1);
+    }
+};
+
+QTEST_MAIN(TestHotKeyGestures)
+#include "tst_hotkeygestures.moc"

@@ -1,0 +1,230 @@
+#include "ScriptedServer.h"
+#include "views/PairModel.h"
+#include "views/QrImage.h"
+
+#include <QProcess>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QUrlQuery>
+
+namespace {
+
+ScriptedResponse pairing(const QByteArray& code, int expiresIn)
+{
+    return ScriptedResponse()
+        .header("Content-Type", "application/json")
+        .part("{\"code\":\"" + code +
+              "\",\"deep_link\":\"morvik:/"
+              "/pair?code=" +
+              code + "\",\"expires_in\":" + QByteArray::number(expiresIn) + "}");
+}
+
+// A clock that moves only when the test says.
+struct StoppedClock
+{
+    QDateTime now = QDateTime(QDate(2026, 3, 14), QTime(9, 0), Qt::UTC);
+    PairModel::Clock clock()
+    {
+        return [this] { return now; };
+    }
+};
+
+} // namespace
+
+class PairModelTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void countdownText_data()
+    {
+        QTest::addColumn<qint64>("seconds");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("five minutes") << qint64(300) << "Expires in 5:00";
+        QTest::newRow("4:32") << qint64(272) << "Expires in 4:32";
+        QTest::newRow("last second") << qint64(1) << "Expires in 0:01";
+        QTest::newRow("over an hour") << qint64(3725) << "Expires in 62:05";
+        QTest::newRow("zero") << qint64(0) << "Expired";
+        QTest::newRow("past") << qint64(-5) << "Expired";
+    }
+    void countdownText()
+    {
+        QFETCH(qint64, seconds);
+        QFETCH(QString, text);
+        QCOMPARE(PairModel::countdownText(seconds), text);
+    }
+
+    void withoutConfigurationNothingIsAsked()
+    {
+        PairModel model(std::nullopt);
+        QSignalSpy changes(&model, &PairModel::messageChanged);
+        model.appeared();
+        QVERIFY(!changes.wait(50));
+        QVERIFY(!model.hasPairing() && !model.legacy() && !model.hasMessage());
+    }
+
+    void theCodeCountsDown()
+    {
+        m_server.enqueue(pairing("ABCD2345", 300));
+        StoppedClock time;
+        PairModel model(signedIn(), time.clock());
+        model.appeared();
+        QTRY_VERIFY(model.hasPairing());
+        QCOMPARE(model.pairing()->code, QStringLiteral("ABCD2345"));
+        QCOMPARE(model.countdown(), QStringLiteral("Expires in 5:00"));
+        const RecordedRequest& asked = m_server.requests().last();
+        QCOMPARE(asked.path, QByteArray("/v1/pairing"));
+        QCOMPARE(asked.header("Authorization"), QByteArray("Bearer tok-9"));
+
+        time.now = time.now.addMSecs(28'400);
+        model.tick();
+        QCOMPARE(model.countdown(), QStringLiteral("Expires in 4:31"));
+        time.now = time.now.addSecs(271);
+        model.tick();
+        QCOMPARE(model.countdown(), QStringLiteral("Expired"));
+    }
+
+    void theCountdownTicksEverySecond()
+    {
+        m_server.enqueue(pairing("ABCD2345", 300));
+        PairModel model(signedIn());
+        model.appeared();
+        QTRY_VERIFY(model.hasPairing());
+        const QString first = model.countdown();
+        QSignalSpy ticked(&model, &PairModel::countdownChanged);
+        QVERIFY(ticked.wait(2500));
+        QVERIFY(model.countdown() != first);
+    }
+
+    void aCodeThatExpiresAtOnce()
+    {
+        m_server.enqueue(pairing("ABCD2345", 0));
+        PairModel model(signedIn());
+        model.load();
+        QTRY_VERIFY(model.hasPairing());
+        QCOMPARE(model.countdown(), QStringLiteral("Expired"));
+    }
+
+    void aNewCodeReplacesTheShownOneWhenItArrives()
+    {
+        m_server.enqueue(pairing("FIRST123", 300));
+        m_server.enqueue(ScriptedResponse()
+                             .header("Content-Type", "application/json")
+                             .heldPart("{\"code\":\"SECOND45\",\"deep_link\":\"morvik:/"
+                                       "/pair?code=SECOND45\",\"expires_in\":300}"));
+        PairModel model(signedIn());
+        model.load();
+        QTRY_VERIFY(model.hasPairing());
+        model.load();
+        QTRY_VERIFY(m_server.isHolding());
+        QCOMPARE(model.pairing()->code, QStringLiteral("FIRST123"));
+        m_server.release();
+        QTRY_COMPARE(model.pairing()->code, QStringLiteral("SECOND45"));
+    }
+
+    void anotherConfigurationForgetsTheOldCode()
+    {
+        m_server.enqueue(pairing("OLDCODE1", 300));
+        m_server.enqueue(ScriptedResponse()
+                             .header("Content-Type", "application/json")
+                             .heldPart("{\"code\":\"LATECODE\",\"deep_link\":\"morvik:/"
+                                       "/pair?code=LATECODE\",\"expires_in\":300}"));
+        PairModel model(signedIn());
+        model.load();
+        QTRY_VERIFY(model.hasPairing());
+        model.load();
+        QTRY_VERIFY(m_server.isHolding());
+        model.setConfig(std::nullopt);
+        QVERIFY(!model.hasPairing() && model.countdown().isEmpty());
+        QSignalSpy changed(&model, &PairModel::pairingChanged);
+        m_server.release();
+        QVERIFY(!changed.wait(200));
+        QVERIFY(!model.hasPairing());
+    }
+
+    void failures_data()
+    {
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<bool>("legacy");
+        QTest::addColumn<QString>("message");
+
+        QTest::newRow("no accounts") << 404 << QByteArray() << true << "";
+        QTest::newRow("unauthorized")
+            << 401 << QByteArray("{\"error\":\"unauthorized\"}") << false << "unauthorized";
+        QTest::newRow("server error")
+            << 500 << QByteArray("<h1>oops</h1>") << false << "Server returned HTTP 500";
+    }
+    void failures()
+    {
+        QFETCH(int, status);
+        QFETCH(QByteArray, body);
+        QFETCH(bool, legacy);
+        QFETCH(QString, message);
+
+        m_server.enqueue(ScriptedResponse(status).part(body));
+        PairModel model(signedIn());
+        model.load();
+        QTRY_VERIFY(model.legacy() || model.hasMessage());
+        QCOMPARE(model.legacy(), legacy);
+        QCOMPARE(model.message(), message);
+        if (legacy) {
+            const QUrl link(model.legacyLink());
+            QCOMPARE(link.scheme(), QStringLiteral("morvik"));
+            QCOMPARE(QUrlQuery(link).queryItemValue("token"), QStringLiteral("tok-9"));
+            return;
+        }
+        // "Try again" that works shows the code and forgets the failure.
+        m_server.enqueue(pairing("AGAIN123", 300));
+        model.load();
+        QTRY_VERIFY(model.hasPairing());
+        QVERIFY(!model.hasMessage());
+    }
+
+    void theQrCodeReadsBackAsTheLink_data()
+    {
+        QTest::addColumn<QString>("link");
+        QTest::newRow("pairing link") << "morvik://pair?code=ABCD2345&server=http%3A%2F%2F127.0.0.1%3A8080";
+        QTest::newRow("legacy link") << "morvik://configure?url=https://tavrin.example&token=a%2Bb%3Dc%26d";
+        QTest::newRow("UTF-8") << "morvik://pair?code=ABCD2345&name=Zoë's computer ✓";
+    }
+    void theQrCodeReadsBackAsTheLink()
+    {
+        QFETCH(QString, link);
+        const std::optional<QImage> image = QrImage::encode(link, 3);
+        QVERIFY(image);
+        QCOMPARE(image->width(), image->height());
+        QCOMPARE(image->width() % 3, 0);
+        QTemporaryDir dir;
+        const QString png = dir.filePath(QStringLiteral("qr.png"));
+        QVERIFY(image->save(png));
+        QProcess zbar;
+        zbar.start(QStringLiteral("zbarimg"), {QStringLiteral("--raw"), QStringLiteral("-q"), png});
+        QVERIFY(zbar.waitForFinished(20000));
+        QCOMPARE(zbar.exitCode(), 0);
+        QCOMPARE(QString::fromUtf8(zbar.readAllStandardOutput()).chopped(1), link);
+    }
+
+    void modulesStayWholePixels()
+    {
+        const std::optional<QImage> image = QrImage::encode(QStringLiteral("morvik://pair?code=ABCD2345"), 1);
+        QVERIFY(image);
+        const int modules = image->width();
+        QCOMPARE(QrImage::modulePixelsToFit(modules, 220), 220 / modules);
+        QVERIFY(QrImage::modulePixelsToFit(modules, 220) * modules <= 220);
+        QCOMPARE(QrImage::modulePixelsToFit(500, 220), 1);
+        QVERIFY(!QrImage::encode(QString(8000, QLatin1Char('x'))));
+    }
+
+private:
+    AgentConfig signedIn() const
+    {
+        return {m_server.url().toString(), QStringLiteral("tok-9"), std::nullopt};
+    }
+
+    ScriptedServer m_server;
+};
+
+QTEST_GUILESS_MAIN(PairModelTest)
+#include "tst_pairmodel.moc"

@@ -1,0 +1,280 @@
+#include "config/Preferences.h"
+#include "views/ButtonStyles.h"
+#include "views/Icons.h"
+#include "views/MorvikMark.h"
+#include "views/PlatformWords.h"
+#include "views/Theme.h"
+
+#include <QApplication>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusVariant>
+#include <QImage>
+#include <QPainter>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+using Theme::Appearance;
+
+// Stands in for the desktop's settings portal on a connection of its own, so that every call and
+// signal crosses the bus as it would from a real portal.
+class FakePortal : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.portal.Settings")
+public:
+    static inline const QString path = QStringLiteral("/org/freedesktop/portal/desktop");
+
+    explicit FakePortal(uint scheme)
+        : m_bus(QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("fake-portal"))),
+          m_scheme(scheme)
+    {
+        m_bus.registerObject(path, this, QDBusConnection::ExportAllSlots);
+        m_bus.registerService(QStringLiteral("org.freedesktop.portal.Desktop"));
+    }
+
+    void announce(uint scheme)
+    {
+        m_scheme = scheme;
+        QDBusMessage signal = QDBusMessage::createSignal(
+            path, QStringLiteral("org.freedesktop.portal.Settings"), QStringLiteral("SettingChanged"));
+        signal << QStringLiteral("org.freedesktop.appearance") << QStringLiteral("color-scheme")
+               << QVariant::fromValue(QDBusVariant(m_scheme));
+        m_bus.send(signal);
+    }
+
+public slots:
+    // The older method answers with the value wrapped in one more variant.
+    QDBusVariant Read(const QString& group, const QString& key)
+    {
+        if (group != QLatin1String("org.freedesktop.appearance") || key != QLatin1String("color-scheme"))
+            return QDBusVariant(QVariant::fromValue(QDBusVariant(QString())));
+        return QDBusVariant(QVariant::fromValue(QDBusVariant(m_scheme)));
+    }
+
+private:
+    QDBusConnection m_bus;
+    uint m_scheme;
+};
+
+namespace {
+
+QImage render(QWidget& widget)
+{
+    QImage image(widget.size(), QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    widget.render(&image, {}, {}, QWidget::DrawChildren);
+    return image;
+}
+
+// Premultiplied pixels lose a little precision when they are not opaque.
+bool closeTo(const QColor& actual, const QColor& expected)
+{
+    return qAbs(actual.red() - expected.red()) <= 2 && qAbs(actual.green() - expected.green()) <= 2 &&
+           qAbs(actual.blue() - expected.blue()) <= 2;
+}
+
+QPalette paletteWithWindow(const QColor& window)
+{
+    QPalette palette = QApplication::palette();
+    palette.setColor(QPalette::Window, window);
+    return palette;
+}
+
+} // namespace
+
+class TestPanelTheme : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_settings;
+    std::unique_ptr<FakePortal> m_portal;
+
+private slots:
+    void initTestCase()
+    {
+        QSettings::setDefaultFormat(QSettings::IniFormat);
+        QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, m_settings.path());
+        QVERIFY2(QDBusConnection::sessionBus().isConnected(),
+                 "the theme test runs on a session bus of its own");
+        m_portal = std::make_unique<FakePortal>(1);
+    }
+
+    void followsThePortalThenThePalette()
+    {
+        // The first reading comes from the portal's Read.
+        QTRY_COMPARE(Theme::appearance(), Appearance::Dark);
+        QWidget window;
+        Theme::follow(&window);
+        auto* button = new PrimaryButtonStyle(QStringLiteral("Insert"), &window);
+        auto* mark = new MorvikMark(32, &window);
+        mark->move(0, 40);
+        window.resize(200, 80);
+        QCOMPARE(window.palette().color(QPalette::Window), QColor(23, 23, 23));
+        QCOMPARE(render(*button).pixelColor(4, 15), QColor(250, 250, 250));
+
+        // A stated preference wins over the palette; "no preference" hands back to the palette.
+        QApplication::setPalette(paletteWithWindow(Qt::black));
+        m_portal->announce(2);
+        QTRY_COMPARE(Theme::appearance(), Appearance::Light);
+        QCOMPARE(window.palette().color(QPalette::WindowText), QColor(10, 10, 10));
+        QCOMPARE(render(*button).pixelColor(4, 15), QColor(10, 10, 10));
+        m_portal->announce(0);
+        QTRY_COMPARE(Theme::appearance(), Appearance::Dark);
+        QApplication::setPalette(paletteWithWindow(Qt::white));
+        QCOMPARE(Theme::appearance(), Appearance::Light);
+        // The mark follows too: its stroke crosses the arrow's shaft at (22.25, 22.25).
+        QCOMPARE(render(*mark).pixelColor(22, 22), QColor(10, 10, 10));
+    }
+
+    void buttonsDrawTheirStates_data()
+    {
+        QTest::addColumn<QString>("style");
+        QTest::addColumn<bool>("enabled");
+        QTest::addColumn<bool>("pressed");
+        QTest::addColumn<QColor>("fill");
+        QTest::addColumn<int>("alpha");
+        QTest::addColumn<bool>("shrunk");
+        QTest::newRow("primary") << "primary" << true << false << QColor(10, 10, 10) << 255 << false;
+        QTest::newRow("primary pressed") << "primary" << true << true << QColor(10, 10, 10) << 216 << true;
+        QTest::newRow("primary disabled")
+            << "primary" << false << false << QColor(10, 10, 10) << 102 << false;
+        QTest::newRow("outline") << "outline" << true << false << QColor(255, 255, 255) << 255 << false;
+        QTest::newRow("outline pressed") << "outline" << true << true << QColor(245, 245, 245) << 255 << true;
+    }
+    void buttonsDrawTheirStates()
+    {
+        QFETCH(QString, style);
+        QFETCH(bool, enabled);
+        QFETCH(bool, pressed);
+        QFETCH(QColor, fill);
+        QFETCH(int, alpha);
+        QFETCH(bool, shrunk);
+        QApplication::setPalette(paletteWithWindow(Qt::white));
+        std::unique_ptr<StyledButton> button;
+        if (style == QLatin1String("primary"))
+            button = std::make_unique<PrimaryButtonStyle>(QStringLiteral("Ask"));
+        else
+            button = std::make_unique<OutlineButtonStyle>(QStringLiteral("Copy"));
+        button->resize(button->sizeHint());
+        button->setEnabled(enabled);
+        QCOMPARE(button->height(), 30);
+        if (pressed) {
+            button->setDown(true);
+            emit button->pressed();
+            QTRY_COMPARE(button->pressedAmount(), 1.0);
+        }
+        const QImage image = render(*button);
+        QColor inside = image.pixelColor(6, 15);
+        QCOMPARE(inside.alpha(), alpha);
+        inside.setAlpha(255);
+        QVERIFY2(closeTo(inside, fill), qPrintable(inside.name()));
+        // At 96 % the face leaves about 0.6 pixels of the top edge's middle empty.
+        QCOMPARE(image.pixelColor(image.width() / 2, 0).alpha() < alpha / 2, shrunk);
+    }
+
+    void destructiveOutlineDrawsItsLabelInRed()
+    {
+        QApplication::setPalette(paletteWithWindow(Qt::white));
+        OutlineButtonStyle button(QStringLiteral("Sign out"), true);
+        button.resize(button.sizeHint());
+        const QImage image = render(button);
+        bool red = false;
+        for (int x = 0; x < image.width() && !red; ++x)
+            for (int y = 0; y < image.height() && !red; ++y)
+                red = image.pixelColor(x, y) == QColor(231, 0, 11);
+        QVERIFY(red);
+        QCOMPARE(image.pixelColor(0, 15), QColor(229, 229, 229));
+    }
+
+    void markScalesTheDesignGrid_data()
+    {
+        QTest::addColumn<qreal>("size");
+        QTest::newRow("panel, 32") << 32.0;
+        QTest::newRow("home, 30") << 30.0;
+        QTest::newRow("large, 128") << 128.0;
+    }
+    void markScalesTheDesignGrid()
+    {
+        QFETCH(qreal, size);
+        const qreal s = size / 32.0;
+        const QPainterPath path = MorvikMark::path(size);
+        QCOMPARE(path.elementCount(), 16);
+        QCOMPARE(QPointF(path.elementAt(0)), QPointF(23.6 * s, 14.4 * s));
+        QCOMPARE(QPointF(path.elementAt(9)), QPointF(14.2 * s, 23.8 * s));
+        QCOMPARE(QPointF(path.elementAt(15)), QPointF(26.8 * s, 21.6 * s));
+        QCOMPARE(MorvikMark::lineWidth(size), 2.35 * s);
+    }
+
+    void springSettlesWithinItsResponse()
+    {
+        const QEasingCurve spring = Theme::spring();
+        QCOMPARE(spring.valueForProgress(0.0), 0.0);
+        QCOMPARE(spring.valueForProgress(1.0), 1.0);
+        const qreal atResponse = 400.0 / Theme::springDurationMs;
+        QVERIFY(spring.valueForProgress(atResponse) > 0.99);
+        qreal highest = 0;
+        for (int step = 0; step <= 100; ++step)
+            highest = qMax(highest, spring.valueForProgress(step / 100.0));
+        QVERIFY(highest > 1.0 && highest < 1.01);
+    }
+
+    void symbolsStayInsideTheirBox()
+    {
+        for (const Icons::Symbol symbol :
+             {Icons::Symbol::DocOnClipboard, Icons::Symbol::XMark, Icons::Symbol::CheckmarkCircleFill,
+              Icons::Symbol::ExclamationmarkCircle}) {
+            QImage image(40, 40, QImage::Format_ARGB32_Premultiplied);
+            image.fill(Qt::transparent);
+            QPainter painter(&image);
+            Icons::paint(painter, symbol, QRectF(10, 10, 20, 20), Qt::red);
+            painter.end();
+            int inside = 0;
+            for (int x = 0; x < 40; ++x) {
+                for (int y = 0; y < 40; ++y) {
+                    const bool drawn = image.pixelColor(x, y).alpha() > 0;
+                    const bool inBox = x >= 10 && x < 30 && y >= 10 && y < 30;
+                    QVERIFY2(!drawn || inBox, "a symbol draws outside its box");
+                    inside += drawn ? 1 : 0;
+                }
+            }
+            QVERIFY(inside > 40);
+        }
+    }
+
+    void platformWordsNameTheShortcutsInForce_data()
+    {
+        QTest::addColumn<QString>("askShortcut");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("expected");
+        const QString standard = QStringLiteral("Alt+Space");
+        QTest::newRow("ask") << standard << QStringLiteral("Listening… release ⌥Space to send")
+                             << QStringLiteral("Listening… release Alt+Space to send");
+        QTest::newRow("reply") << standard << QStringLiteral("the message to reply to (⌥⇧Space)")
+                               << QStringLiteral("the message to reply to (Alt+Shift+Space)");
+        QTest::newRow("command") << standard << QStringLiteral("Make it shorter (⌘−)")
+                                 << QStringLiteral("Make it shorter (Ctrl+−)");
+        QTest::newRow("word Mac only") << standard << QStringLiteral("Use your Mac, not a Macintosh")
+                                       << QStringLiteral("Use your computer, not a Macintosh");
+        QTest::newRow("changed shortcut") << QStringLiteral("Ctrl+Alt+K") << QStringLiteral("⌥Space, ⌥⇧Space")
+                                          << QStringLiteral("Ctrl+Alt+K, Ctrl+Alt+Shift+K");
+        QTest::newRow("unreadable shortcut")
+            << QStringLiteral("Hyper+Nothing") << QStringLiteral("⌥Space") << QStringLiteral("Alt+Space");
+    }
+    void platformWordsNameTheShortcutsInForce()
+    {
+        QFETCH(QString, askShortcut);
+        QFETCH(QString, text);
+        QFETCH(QString, expected);
+        QSignalSpy changes(&Preferences::shared(), &Preferences::didChange);
+        Preferences::setAskShortcut(askShortcut);
+        QCOMPARE(changes.size(), 1);
+        QCOMPARE(PlatformWords::localize(text), expected);
+    }
+};
+
+QTEST_MAIN(TestPanelTheme)
+#include "tst_paneltheme.moc"

@@ -1,0 +1,496 @@
+#include "FakeAudioInput.h"
+#include "FakeDesktopPlatform.h"
+#include "FakeSpeechRecognizer.h"
+#include "MakeTestSession.h"
+#include "ScriptedServer.h"
+#include "config/Preferences.h"
+#include "desktop/Dictation.h"
+#include "session/Session.h"
+#include "views/AnswerText.h"
+#include "views/ButtonStyles.h"
+#include "views/PanelView.h"
+
+#include <QAbstractButton>
+#include <QAccessible>
+#include <QApplication>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLabel>
+#include <QLineEdit>
+#include <QScrollBar>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTextEdit>
+
+using Kind = Session::Phase::Kind;
+
+namespace {
+
+QByteArray events(std::initializer_list<std::pair<const char*, QByteArray>> list)
+{
+    QByteArray bytes;
+    for (const auto& [name, data] : list)
+        bytes += QByteArray("event: ") + name + "\ndata: " + data + "\n\n";
+    return bytes;
+}
+
+QByteArray delta(const QString& text)
+{
+    return QJsonDocument(QJsonObject{{QStringLiteral("t"), text}}).toJson(QJsonDocument::Compact);
+}
+
+const QByteArray done = "{\"ms\":1520,\"route\":\"fast\"}";
+
+std::unique_ptr<Session> makeSession(DesktopPlatform& desktop, const QUrl& server,
+                                     FakeSpeechRecognizer*& recognizer)
+{
+    SessionDictationFakes fakes;
+    auto session = makeTestSession(desktop, &fakes);
+    recognizer = fakes.recognizer;
+    session->setConfig(AgentConfig{server.toString(), QStringLiteral("tok"), std::nullopt});
+    return session;
+}
+
+QString repeated(QChar c, int count)
+{
+    return QString(count, c);
+}
+
+} // namespace
+
+class TestPanelView : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_settings;
+    std::unique_ptr<FakeDesktopPlatform> m_desktop;
+    std::unique_ptr<ScriptedServer> m_server;
+    std::unique_ptr<Session> m_session;
+    std::unique_ptr<PanelView> m_view;
+    FakeSpeechRecognizer* m_recognizer = nullptr;
+
+    // The texts of the visible labels, top to bottom.
+    QStringList labels() const
+    {
+        QList<QLabel*> visible;
+        for (QLabel* label : m_view->findChildren<QLabel*>())
+            if (label->isVisible() && !label->text().isEmpty())
+                visible.append(label);
+        std::stable_sort(visible.begin(), visible.end(), [this](QLabel* a, QLabel* b) {
+            return a->mapTo(m_view.get(), QPoint()).y() < b->mapTo(m_view.get(), QPoint()).y();
+        });
+        QStringList texts;
+        for (QLabel* label : visible)
+            texts.append(label->text());
+        return texts;
+    }
+    // The visible buttons by their accessible names, left to right.
+    QStringList buttons() const
+    {
+        QList<QAbstractButton*> visible;
+        for (QAbstractButton* button : m_view->findChildren<QAbstractButton*>())
+            if (button->isVisible() && !qobject_cast<QCheckBox*>(button))
+                visible.append(button);
+        std::stable_sort(visible.begin(), visible.end(), [this](QAbstractButton* a, QAbstractButton* b) {
+            const QPoint pa = a->mapTo(m_view.get(), QPoint());
+            const QPoint pb = b->mapTo(m_view.get(), QPoint());
+            return pa.y() != pb.y() ? pa.y() < pb.y() : pa.x() < pb.x();
+        });
+        QStringList names;
+        for (QAbstractButton* button : visible)
+            names.append(button->text().isEmpty() ? button->accessibleName() : button->text());
+        return names;
+    }
+    template <typename T = QAbstractButton> T* button(const QString& name) const
+    {
+        for (T* candidate : m_view->findChildren<T*>())
+            if (candidate->text() == name || candidate->accessibleName() == name)
+                return candidate;
+        return nullptr;
+    }
+    QWidget* named(const QString& name) const
+    {
+        for (QWidget* candidate : m_view->findChildren<QWidget*>())
+            if (candidate->accessibleName() == name)
+                return candidate;
+        return nullptr;
+    }
+    QTextEdit* requestField() const { return qobject_cast<QTextEdit*>(named(QStringLiteral("Request"))); }
+    QLineEdit* adjustField() const { return m_view->findChild<QLineEdit*>(); }
+    AnswerText* answerText() const { return m_view->findChild<AnswerText*>(); }
+    QString title() const { return labels().value(0); }
+    QJsonObject lastSent() const
+    {
+        return QJsonDocument::fromJson(m_server->requests().last().body).object();
+    }
+
+    void typeAndSend(const QString& request, const QByteArray& stream)
+    {
+        m_server->enqueue(ScriptedResponse().part(stream));
+        m_session->begin(false, false);
+        QTest::keyClicks(requestField(), request);
+        QTest::keyClick(requestField(), Qt::Key_Return);
+    }
+    void answered(const QByteArray& stream)
+    {
+        typeAndSend(QStringLiteral("greet"), stream);
+        QTRY_COMPARE(m_session->phase().kind, Kind::Answer);
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QSettings::setDefaultFormat(QSettings::IniFormat);
+        QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, m_settings.path());
+    }
+
+    void init()
+    {
+        Preferences::setAutoInsert(false);
+        m_desktop = std::make_unique<FakeDesktopPlatform>();
+        m_desktop->reader.app = RunningApp{QStringLiteral("Mousepad"), 42, 7, QStringLiteral("mousepad")};
+        m_server = std::make_unique<ScriptedServer>();
+        m_session = makeSession(*m_desktop, m_server->url(), m_recognizer);
+        m_view = std::make_unique<PanelView>(*m_session);
+        m_view->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
+    }
+
+    void cleanup()
+    {
+        m_view.reset();
+        m_session.reset();
+        m_server.reset();
+        m_desktop.reset();
+    }
+
+    void typingOffersAskOrReply_data()
+    {
+        QTest::addColumn<QString>("clipboard");
+        QTest::addColumn<bool>("reply");
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<QString>("primary");
+        QTest::addColumn<bool>("enabled");
+        QTest::addColumn<QString>("placeholder");
+        QTest::addColumn<QStringList>("footer");
+        const QString ask = QStringLiteral("Ask anything — e.g. “reply yes, Thursday 3pm works”");
+        const QString howReply = QStringLiteral("How should I reply? ⏎ for a standard reply");
+        QTest::newRow("nothing typed")
+            << QString() << false << QString() << "Ask ⏎" << false << ask << QStringList{"Ask ⏎", "Close"};
+        QTest::newRow("typed") << QString() << false << "hi"
+                               << "Ask ⏎" << true << ask << QStringList{"Ask ⏎", "Close"};
+        QTest::newRow("clipboard offered") << "Lunch?" << false << QString() << "Ask ⏎" << false << ask
+                                           << QStringList{"Ask ⏎", "Reply to copied", "Close"};
+        QTest::newRow("replying") << "Lunch?" << true << QString() << "Reply ⏎" << true << howReply
+                                  << QStringList{"Don't use the clipboard", "Reply ⏎", "Close"};
+        QTest::newRow("replying, typed")
+            << "Lunch?" << true << "no"
+            << "Ask ⏎" << true << howReply << QStringList{"Don't use the clipboard", "Ask ⏎", "Close"};
+    }
+    void typingOffersAskOrReply()
+    {
+        QFETCH(QString, clipboard);
+        QFETCH(bool, reply);
+        QFETCH(QString, typed);
+        QFETCH(QString, primary);
+        QFETCH(bool, enabled);
+        QFETCH(QString, placeholder);
+        QFETCH(QStringList, footer);
+        if (!clipboard.isEmpty())
+            m_desktop->board.copyByUser(FakeClipboard::textContents(clipboard));
+        m_session->begin(false, reply);
+        QTest::keyClicks(requestField(), typed);
+        QCOMPARE(m_session->request(), typed);
+        QCOMPARE(title(), QStringLiteral("Tavrin"));
+        QVERIFY(labels().contains(QStringLiteral("Mousepad")));
+        QCOMPARE(requestField()->placeholderText(), placeholder);
+        QCOMPARE(buttons(), footer);
+        auto* main = button(primary);
+        QCOMPARE(main->isEnabled(), enabled);
+        // Disabled, the primary button is drawn at 0.4 opacity.
+        QImage image(main->size(), QImage::Format_ARGB32_Premultiplied);
+        image.fill(Qt::transparent);
+        main->render(&image, {}, {}, QWidget::DrawChildren);
+        QCOMPARE(image.pixelColor(4, 15).alpha(), enabled ? 255 : 102);
+        if (!clipboard.isEmpty() && !reply) {
+            QCOMPARE(button("Reply to copied")->toolTip(),
+                     QStringLiteral(
+                         "Use the text on your clipboard as the message to reply to (Alt+Shift+Space)"));
+        }
+    }
+
+    void requestFieldTakesFocusWhenShown()
+    {
+        m_view->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(m_view.get()));
+        m_session->begin(false, false);
+        QTRY_VERIFY(requestField()->hasFocus());
+        QTest::keyClicks(static_cast<QWidget*>(nullptr), QStringLiteral("typed"));
+        QCOMPARE(m_session->request(), QStringLiteral("typed"));
+    }
+
+    void replyToCopiedFillsAndDropsTheMessage()
+    {
+        m_desktop->board.copyByUser(
+            FakeClipboard::textContents(QStringLiteral("  Are you free on Thursday?\n")));
+        m_session->begin(false, false);
+        QTest::mouseClick(button("Reply to copied"), Qt::LeftButton);
+        QCOMPARE(m_session->copied(), QStringLiteral("Are you free on Thursday?"));
+        QVERIFY(labels().contains(QStringLiteral("Replying to: Are you free on Thursday?")));
+        QCOMPARE(button("Reply ⏎")->isEnabled(), true);
+        QTest::mouseClick(button("Don't use the clipboard"), Qt::LeftButton);
+        QCOMPARE(m_session->copied(), std::nullopt);
+        QCOMPARE(buttons(), (QStringList{"Ask ⏎", "Reply to copied", "Close"}));
+    }
+
+    void previewsAreCut_data()
+    {
+        QTest::addColumn<QString>("copied");
+        QTest::addColumn<QString>("selection");
+        QTest::addColumn<QString>("replyingLine");
+        QTest::addColumn<QString>("selectedLine");
+        const QString copied160 = repeated(u'c', 160);
+        const QString selection140 = repeated(u's', 140);
+        QTest::newRow("at the limits")
+            << copied160 << selection140 << "Replying to: " + copied160 << "Selected: " + selection140;
+        QTest::newRow("one over") << copied160 + u'C' << selection140 + u'S'
+                                  << "Replying to: " + copied160 + "…"
+                                  << "Selected: " + selection140 + "…";
+        // A flag is one character to a reader, though it takes four UTF-16 units.
+        const QString flags = QString(139, u'f') + QStringLiteral("🇫🇷🇩🇪");
+        QTest::newRow("characters, not code units")
+            << QStringLiteral("x") << flags << "Replying to: x"
+            << "Selected: " + QString(139, u'f') + QStringLiteral("🇫🇷…");
+    }
+    void previewsAreCut()
+    {
+        QFETCH(QString, copied);
+        QFETCH(QString, selection);
+        QFETCH(QString, replyingLine);
+        QFETCH(QString, selectedLine);
+        m_desktop->board.copyByUser(FakeClipboard::textContents(copied));
+        m_desktop->reader.element = FocusedElement{};
+        m_desktop->reader.element->selectedText = selection;
+        m_session->begin(false, true);
+        // The selection is read off the main thread and arrives a moment after begin.
+        QTRY_VERIFY2(labels().contains(selectedLine), qPrintable(labels().join(u'|')));
+        const QStringList rows = labels();
+        // The replying line is at most three lines; the letters run together, so it is cut in the
+        // third line with "…" once more when it does not fit.
+        const QString shown = rows.value(rows.indexOf(selectedLine) - 1);
+        QVERIFY2(replyingLine.startsWith(shown.chopped(shown.endsWith(u'…') ? 1 : 0)), qPrintable(shown));
+        QCOMPARE(shown.endsWith(u'…'), replyingLine.endsWith(u'…') || shown != replyingLine);
+    }
+
+    void streamedAnswerFillsThePanel()
+    {
+        m_server->enqueue(
+            ScriptedResponse()
+                .part(events({{"route", "{\"route\":\"fast\",\"source\":\"auto\"}"}}))
+                .heldPart(events({{"delta", delta("Hel")}, {"delta", delta("lo")}, {"done", done}})));
+        m_session->begin(false, false);
+        QTest::keyClicks(requestField(), QStringLiteral("greet"));
+        QTest::keyClick(requestField(), Qt::Key_Return);
+        QCOMPARE(title(), QStringLiteral("Thinking"));
+        QVERIFY(named("Working")->isVisible());
+        QTRY_VERIFY(labels().contains(QStringLiteral("fast · auto")));
+        QCOMPARE(labels(), (QStringList{"Thinking", "Mousepad", "“greet”", "fast · auto"}));
+        QCOMPARE(buttons(), QStringList{"Close"});
+        m_server->release();
+        QTRY_COMPARE(title(), QStringLiteral("Ready"));
+        QTRY_VERIFY(labels().contains(QStringLiteral("fast · 1.5s")));
+        QVERIFY(!named("Working")->isVisible());
+        QCOMPARE(answerText()->toPlainText(), QStringLiteral("Hello"));
+        QCOMPARE(buttons(), (QStringList{"Shorter", "Longer", "Insert ⏎", "Copy", "Try again", "Close"}));
+        QCOMPARE(button("Shorter")->toolTip(), QStringLiteral("Make it shorter (Ctrl+−)"));
+        QCOMPARE(button("Longer")->toolTip(), QStringLiteral("Make it longer (Ctrl+=)"));
+        QCOMPARE(adjustField()->placeholderText(), QStringLiteral("Adjust… e.g. more formal, in Cantonese"));
+    }
+
+    void linkAnswerHasNoRework()
+    {
+        answered(
+            events({{"link", "{\"url\":\"https://example.org/live\",\"message\":\"Opened a live link\"}"}}));
+        QCOMPARE(title(), QStringLiteral("Live link"));
+        QCOMPARE(answerText()->toPlainText(), QStringLiteral("Opened a live link"));
+        QCOMPARE(buttons(), (QStringList{"Insert ⏎", "Copy", "Open", "Try again", "Close"}));
+        QVERIFY(!adjustField()->isVisible());
+    }
+
+    void answerReplacedOnReset()
+    {
+        answered(
+            events({{"delta", delta("draft")}, {"reset", "{}"}, {"delta", delta("final")}, {"done", done}}));
+        QTRY_COMPARE(m_session->routeLabel(), QStringLiteral("fast · 1.5s"));
+        QCOMPARE(answerText()->toPlainText(), QStringLiteral("final"));
+    }
+
+    void answerHeightFollowsItsText_data()
+    {
+        QTest::addColumn<int>("lines");
+        QTest::addColumn<bool>("scrolls");
+        QTest::newRow("one line") << 1 << false;
+        QTest::newRow("five lines") << 5 << false;
+        QTest::newRow("past 320 pixels") << 40 << true;
+    }
+    void answerHeightFollowsItsText()
+    {
+        QFETCH(int, lines);
+        QFETCH(bool, scrolls);
+        QStringList text;
+        for (int line = 0; line < lines; ++line)
+            text.append(QStringLiteral("Line %1").arg(line));
+        answered(events({{"delta", delta(text.join(u'\n'))}, {"done", done}}));
+        AnswerText* answer = answerText();
+        const int lineHeight = QFontMetrics(answer->font()).lineSpacing();
+        QVERIFY(qAbs(answer->measuredHeight() - (lines * lineHeight + 4)) <= lines);
+        QCOMPARE(answer->height(), qMin(answer->measuredHeight(), 320));
+        QCOMPARE(answer->verticalScrollBar()->maximum() > 0, scrolls);
+    }
+
+    void returnInTheAdjustFieldReworks()
+    {
+        answered(events({{"delta", delta("Hello")}, {"done", done}}));
+        m_server->enqueue(ScriptedResponse().part(events({{"delta", delta("Good day")}, {"done", done}})));
+        QTest::keyClicks(adjustField(), QStringLiteral("more formal"));
+        QCOMPARE(m_session->adjustText(), QStringLiteral("more formal"));
+        QTest::keyClick(adjustField(), Qt::Key_Return);
+        QTRY_COMPARE(m_server->requests().size(), 2);
+        QCOMPARE(lastSent().value("adjust").toString(), QStringLiteral("more formal"));
+        QCOMPARE(lastSent().value("draft").toString(), QStringLiteral("Hello"));
+        QVERIFY(m_desktop->keys.sent.isEmpty());
+        QTRY_COMPARE(answerText()->toPlainText(), QStringLiteral("Good day"));
+        QCOMPARE(adjustField()->text(), QString());
+    }
+
+    void returnWithAnEmptyAdjustFieldInserts()
+    {
+        m_view->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(m_view.get()));
+        answered(events({{"delta", delta("Hello")}, {"done", done}}));
+        QTRY_VERIFY(adjustField()->hasFocus());
+        m_desktop->board.copyByUser(FakeClipboard::textContents(QStringLiteral("before")));
+        // The button's shortcut presses it visibly, so the click comes a moment later.
+        QTest::keyClick(static_cast<QWidget*>(nullptr), Qt::Key_Return);
+        QTRY_COMPARE(m_session->phase().kind, Kind::Idle);
+        QTRY_VERIFY(!m_desktop->keys.sent.isEmpty());
+        // The insertion is over once the clipboard holds what it held before.
+        QTRY_COMPARE(m_desktop->board.text(), QStringLiteral("before"));
+    }
+
+    void shortcutsRework_data()
+    {
+        QTest::addColumn<int>("key");
+        QTest::addColumn<QString>("instruction");
+        QTest::newRow("Ctrl+Minus") << int(Qt::Key_Minus) << "make it shorter";
+        QTest::newRow("Ctrl+Equal") << int(Qt::Key_Equal) << "make it longer and more detailed";
+    }
+    void shortcutsRework()
+    {
+        QFETCH(int, key);
+        QFETCH(QString, instruction);
+        m_view->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(m_view.get()));
+        answered(events({{"delta", delta("Hello")}, {"done", done}}));
+        m_server->enqueue(ScriptedResponse().part(events({{"delta", delta("Hi")}, {"done", done}})));
+        QTest::keyClick(m_view.get(), Qt::Key(key), Qt::ControlModifier);
+        QTRY_COMPARE(m_server->requests().size(), 2);
+        QCOMPARE(lastSent().value("adjust").toString(), instruction);
+    }
+
+    void escapeClosesEveryPhase_data()
+    {
+        QTest::addColumn<int>("phase");
+        QTest::newRow("typing") << int(Kind::Typing);
+        QTest::newRow("listening") << int(Kind::Listening);
+        QTest::newRow("thinking") << int(Kind::Thinking);
+        QTest::newRow("answer") << int(Kind::Answer);
+        QTest::newRow("error") << int(Kind::Error);
+    }
+    void escapeClosesEveryPhase()
+    {
+        QFETCH(int, phase);
+        m_view->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(m_view.get()));
+        if (phase == Kind::Listening) {
+            m_session->begin(true, false);
+        } else if (phase == Kind::Error) {
+            typeAndSend(QStringLiteral("x"), events({{"error", "{\"message\":\"Quota reached\"}"}}));
+        } else {
+            m_server->enqueue(
+                ScriptedResponse().heldPart(events({{"delta", delta("Hello")}, {"done", done}})));
+            m_session->begin(false, false);
+            if (phase != Kind::Typing) {
+                QTest::keyClicks(requestField(), QStringLiteral("x"));
+                QTest::keyClick(requestField(), Qt::Key_Return);
+            }
+            if (phase == Kind::Answer) {
+                QTRY_VERIFY(m_server->isHolding());
+                m_server->release();
+            }
+        }
+        QTRY_COMPARE(int(m_session->phase().kind), phase);
+        QTest::keyClick(m_view.get(), Qt::Key_Escape);
+        QCOMPARE(m_session->phase().kind, Kind::Idle);
+    }
+
+    void errorsShowTheMessageAndKeepTheAnswer()
+    {
+        typeAndSend(QStringLiteral("greet"), events({{"delta", delta("Half an ans")},
+                                                     {"error", "{\"message\":\"The model went away\"}"}}));
+        QTRY_COMPARE(title(), QStringLiteral("Error"));
+        QVERIFY(labels().contains(QStringLiteral("The model went away")));
+        QCOMPARE(answerText()->toPlainText(), QStringLiteral("Half an ans"));
+        QVERIFY(answerText()->isVisible());
+        QCOMPARE(buttons(), QStringList{"Close"});
+    }
+
+    void listeningShowsTheTranscript()
+    {
+        m_session->begin(true, false);
+        QCOMPARE(title(), QStringLiteral("Listening"));
+        QVERIFY(labels().contains(QStringLiteral("Listening… release Alt+Space to send")));
+        Preferences::setAskShortcut(QStringLiteral("Ctrl+Alt+J"));
+        QVERIFY(labels().contains(QStringLiteral("Listening… release Ctrl+Alt+J to send")));
+        Preferences::setAskShortcut(Preferences::defaultAskShortcut);
+        m_recognizer->hear(QStringLiteral("make it shorter"));
+        QTRY_VERIFY(labels().contains(QStringLiteral("“make it shorter”")));
+        QVERIFY(named("Working")->isVisible());
+        QCOMPARE(buttons(), QStringList{"Close"});
+    }
+
+    void autoInsertFollowsThePreference()
+    {
+        auto* box = button<QCheckBox>("Auto-insert");
+        QCOMPARE(box->toolTip(),
+                 QStringLiteral("Paste answers as soon as they're ready, without pressing Insert"));
+        QSignalSpy changes(&Preferences::shared(), &Preferences::didChange);
+        QTest::mouseClick(box, Qt::LeftButton);
+        QCOMPARE(Preferences::autoInsert(), true);
+        QCOMPARE(changes.size(), 1);
+        Preferences::setAutoInsert(false);
+        QCOMPARE(box->isChecked(), false);
+    }
+
+    void everyControlIsNamed()
+    {
+        m_desktop->board.copyByUser(FakeClipboard::textContents(QStringLiteral("Lunch?")));
+        answered(events({{"delta", delta("Hello")}, {"done", done}}));
+        m_session->setCopied(QStringLiteral("Lunch?"));
+        for (QWidget* widget : m_view->findChildren<QWidget*>()) {
+            const bool control =
+                widget->focusPolicy() != Qt::NoFocus || qobject_cast<QAbstractButton*>(widget);
+            if (!widget->isVisible() || !control)
+                continue;
+            QAccessibleInterface* node = QAccessible::queryAccessibleInterface(widget);
+            QVERIFY(node);
+            QVERIFY2(!node->text(QAccessible::Name).isEmpty(), widget->metaObject()->className());
+        }
+    }
+};
+
+QTEST_MAIN(TestPanelView)
+#include "tst_panelview.moc"

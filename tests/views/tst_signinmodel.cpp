@@ -1,0 +1,367 @@
+#include "ScriptedServer.h"
+#include "WindowFakes.h"
+#include "views/SignInModel.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QUrlQuery>
+
+namespace {
+
+ScriptedResponse json(const QByteArray& body, int status = 200)
+{
+    return ScriptedResponse(status).header("Content-Type", "application/json").part(body);
+}
+
+ScriptedResponse options(bool google, bool email)
+{
+    return json(QByteArray("{\"google\":") + (google ? "true" : "false") +
+                ",\"email\":" + (email ? "true" : "false") + ",\"invite_only\":false}");
+}
+
+ScriptedResponse session(const QByteArray& email)
+{
+    return json("{\"token\":\"tok-1\",\"user\":{\"email\":\"" + email +
+                "\",\"plan\":\"free\",\"role\":\"member\"}}");
+}
+
+QJsonObject bodyOf(const RecordedRequest& request)
+{
+    return QJsonDocument::fromJson(request.body).object();
+}
+
+} // namespace
+
+class SignInModelTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_home.isValid());
+        qputenv("MORVIK_CONFIG_PATH", QFile::encodeName(configPath()));
+    }
+    void init()
+    {
+        AgentConfig::remove();
+        QDir(m_home.filePath(QStringLiteral("account"))).removeRecursively();
+        QFile::remove(m_home.filePath(QStringLiteral("account")));
+        m_server.reset(new ScriptedServer);
+    }
+
+    void theServerComesFromTheStoredConfiguration()
+    {
+        QCOMPARE(SignInModel(m_web).server(), QStringLiteral("http://127.0.0.1:8080"));
+        QVERIFY(AgentConfig({QStringLiteral("https://tavrin.example"), QStringLiteral("t"), std::nullopt})
+                    .save()
+                    .ok());
+        QCOMPARE(SignInModel(m_web).server(), QStringLiteral("https://tavrin.example"));
+    }
+
+    void theServerOptionsDecideWhatIsOffered_data()
+    {
+        QTest::addColumn<bool>("reachable");
+        QTest::addColumn<bool>("google");
+        QTest::addColumn<bool>("email");
+
+        QTest::newRow("everything") << true << true << true;
+        QTest::newRow("password only") << true << false << false;
+        QTest::newRow("unreachable") << false << false << false;
+    }
+    void theServerOptionsDecideWhatIsOffered()
+    {
+        QFETCH(bool, reachable);
+        QFETCH(bool, google);
+        QFETCH(bool, email);
+
+        if (reachable)
+            m_server->enqueue(options(google, email));
+        else
+            m_server->enqueue(json("<html>", 502));
+        SignInModel model(m_web);
+        model.setServer(m_server->url().toString());
+        QTRY_COMPARE(m_server->requests().size(), 1);
+        QCOMPARE(m_server->requests().first().path, QByteArray("/auth/config"));
+        QTRY_COMPARE(model.serverConfig().has_value(), reachable);
+        QCOMPARE(model.offersGoogle(), google);
+        QCOMPARE(model.offersEmailCode(), email);
+        QVERIFY(!model.hasMessage());
+    }
+
+    void changingTheServerAbandonsTheRunningLoad()
+    {
+        ScriptedServer slow;
+        slow.enqueue(ScriptedResponse().header("Content-Type", "application/json").heldPart("{}"));
+        m_server->enqueue(options(true, false));
+        SignInModel model(m_web);
+        model.setServer(slow.url().toString());
+        QTRY_VERIFY(slow.isHolding());
+        QSignalSpy abandoned(&slow, &ScriptedServer::closedByClient);
+        model.setServer(m_server->url().toString());
+        QVERIFY(abandoned.wait());
+        QTRY_VERIFY(model.offersGoogle());
+        QSignalSpy changed(&model, &SignInModel::serverConfigChanged);
+        slow.release();
+        QVERIFY(!changed.wait(200));
+        QVERIFY(model.offersGoogle());
+    }
+
+    void enablingFollowsWhatIsTyped_data()
+    {
+        QTest::addColumn<QString>("code");
+        QTest::addColumn<bool>("submit");
+        QTest::addColumn<bool>("pair");
+
+        QTest::newRow("five") << "12345" << false << false;
+        QTest::newRow("six") << "123456" << true << false;
+        QTest::newRow("seven among blanks") << " \tABCD234  " << true << false;
+        QTest::newRow("eight") << "ABCD2345" << true << true;
+        QTest::newRow("eight among blanks") << "  ABCD2345\t" << true << true;
+    }
+    void enablingFollowsWhatIsTyped()
+    {
+        QFETCH(QString, code);
+        QFETCH(bool, submit);
+        QFETCH(bool, pair);
+
+        SignInModel model(m_web);
+        model.setCode(code);
+        QCOMPARE(model.canSubmitCode(), submit);
+        QCOMPARE(model.canPair(), pair);
+        QVERIFY(!model.canLogIn() && !model.canSendCode());
+        model.setEmail(QStringLiteral("a@b.c"));
+        QVERIFY(model.canSendCode() && !model.canLogIn());
+        model.setPassword(QStringLiteral("pw"));
+        QVERIFY(model.canLogIn());
+    }
+
+    void passwordSignInSavesTheTrimmedServer()
+    {
+        SignInModel model(m_web);
+        QSignalSpy signedIn(&model, &SignInModel::signedIn);
+        model.setServer(m_server->url().toString() + QStringLiteral("/\n"));
+        m_server->enqueue(options(false, false));
+        m_server->enqueue(session("ada@example.com"));
+        model.setEmail(QStringLiteral("ada@example.com"));
+        model.setPassword(QStringLiteral("secret"));
+        model.login();
+        QVERIFY(model.busy());
+        QVERIFY(signedIn.wait());
+        QVERIFY(!model.busy());
+        const AgentConfig expected{m_server->url().toString(), QStringLiteral("tok-1"),
+                                   QStringLiteral("ada@example.com")};
+        QCOMPARE(signedIn.first().first().value<AgentConfig>(), expected);
+        QCOMPARE(AgentConfig::load(), expected);
+        const RecordedRequest& login = requestTo("/auth/login");
+        QCOMPARE(bodyOf(login).value("password").toString(), QStringLiteral("secret"));
+        QCOMPARE(bodyOf(login).value("platform").toString(), QStringLiteral("mac"));
+    }
+
+    void aRefusalIsShownAndTheFieldsKept()
+    {
+        SignInModel model(m_web);
+        model.setServer(m_server->url().toString());
+        m_server->enqueue(options(false, false));
+        m_server->enqueue(json("{\"error\":\"Wrong e-mail or password.\"}", 401));
+        QSignalSpy signedIn(&model, &SignInModel::signedIn);
+        model.setEmail(QStringLiteral("ada@example.com"));
+        model.setPassword(QStringLiteral("wrong"));
+        model.login();
+        QTRY_VERIFY(!model.busy());
+        QCOMPARE(model.message(), QStringLiteral("Wrong e-mail or password."));
+        QCOMPARE(model.password(), QStringLiteral("wrong"));
+        QVERIFY(signedIn.isEmpty());
+        QVERIFY(!AgentConfig::load());
+    }
+
+    void theCodesPurposeChoosesWhereItIsChecked_data()
+    {
+        QTest::addColumn<QByteArray>("answer");
+        QTest::addColumn<QByteArray>("path");
+
+        QTest::newRow("verify") << QByteArray("{\"purpose\":\"verify\"}") << QByteArray("/auth/verify");
+        QTest::newRow("login") << QByteArray("{\"purpose\":\"login\"}") << QByteArray("/auth/code/verify");
+        QTest::newRow("none") << QByteArray() << QByteArray("/auth/code/verify");
+    }
+    void theCodesPurposeChoosesWhereItIsChecked()
+    {
+        QFETCH(QByteArray, answer);
+        QFETCH(QByteArray, path);
+
+        SignInModel model(m_web);
+        model.setMode(SignInModel::Mode::Code);
+        model.setServer(m_server->url().toString());
+        m_server->enqueue(options(false, true));
+        m_server->enqueue(json(answer));
+        m_server->enqueue(session("bo@example.com"));
+        model.setEmail(QStringLiteral("bo@example.com"));
+        model.sendCode();
+        QTRY_VERIFY(model.codeSent());
+        QVERIFY(!model.busy());
+        model.setCode(QStringLiteral("123456"));
+        QSignalSpy signedIn(&model, &SignInModel::signedIn);
+        model.submitCode(model.verifyCode());
+        QVERIFY(signedIn.wait());
+        QCOMPARE(bodyOf(requestTo(path)).value("code").toString(), QStringLiteral("123456"));
+    }
+
+    void changingTheModeForgetsTheCodeStep()
+    {
+        SignInModel model(m_web);
+        model.setServer(m_server->url().toString());
+        m_server->enqueue(options(false, true));
+        m_server->enqueue(json("{\"purpose\":\"verify\"}"));
+        m_server->enqueue(json("{\"error\":\"Wrong code.\"}", 400));
+        model.setMode(SignInModel::Mode::Code);
+        model.setEmail(QStringLiteral("bo@example.com"));
+        model.sendCode();
+        QTRY_VERIFY(model.codeSent());
+        model.setCode(QStringLiteral("999999"));
+        model.submitCode(true);
+        QTRY_VERIFY(model.hasMessage());
+        model.setMode(SignInModel::Mode::Password);
+        model.setMode(SignInModel::Mode::Code);
+        QVERIFY(!model.codeSent() && !model.verifyCode() && !model.hasMessage());
+        QVERIFY(model.code().isEmpty());
+        QCOMPARE(model.email(), QStringLiteral("bo@example.com"));
+    }
+
+    void pairingSendsTheCodeAsTyped()
+    {
+        SignInModel model(m_web);
+        model.setServer(m_server->url().toString());
+        m_server->enqueue(options(false, false));
+        m_server->enqueue(session("cy@example.com"));
+        model.setMode(SignInModel::Mode::Pairing);
+        model.setCode(QStringLiteral(" ABCD2345 "));
+        QSignalSpy signedIn(&model, &SignInModel::signedIn);
+        model.pair();
+        QVERIFY(signedIn.wait());
+        QCOMPARE(bodyOf(requestTo("/auth/pair")).value("code").toString(), QStringLiteral(" ABCD2345 "));
+    }
+
+    void googleCallbacks_data()
+    {
+        QTest::addColumn<QString>("query");
+        QTest::addColumn<bool>("signsIn");
+        QTest::addColumn<bool>("invite");
+        QTest::addColumn<QString>("message");
+
+        QTest::newRow("ok") << "status=ok&code=G00GLE12" << true << false << "";
+        QTest::newRow("first code counts") << "status=ok&code=G00GLE12&code=other" << true << false << "";
+        QTest::newRow("needs an invite") << "need=invite&ticket=T1" << false << true << "";
+        QTest::newRow("ok without code") << "status=ok" << false << false << "Google sign-in failed";
+        QTest::newRow("service error") << "error=Google%20said%20no" << false << false << "Google said no";
+        QTest::newRow("invite without ticket") << "need=invite" << false << false << "Google sign-in failed";
+    }
+    void googleCallbacks()
+    {
+        QFETCH(QString, query);
+        QFETCH(bool, signsIn);
+        QFETCH(bool, invite);
+        QFETCH(QString, message);
+
+        SignInModel model(m_web);
+        model.setServer(m_server->url().toString());
+        m_server->enqueue(options(true, false));
+        m_server->enqueue(session("dee@example.com"));
+        QSignalSpy signedIn(&model, &SignInModel::signedIn);
+        model.google();
+        QVERIFY(model.busy());
+        QCOMPARE(m_web.start.path(), QStringLiteral("/auth/google/start"));
+        QCOMPARE(QUrlQuery(m_web.start).queryItemValue("client"), QStringLiteral("app"));
+        m_web.answer(QUrl(QStringLiteral("morvik://auth?") + query));
+        QTRY_VERIFY(!model.busy());
+        QCOMPARE(signedIn.size(), signsIn ? 1 : 0);
+        if (signsIn)
+            QCOMPARE(bodyOf(requestTo("/auth/pair")).value("code").toString(), QStringLiteral("G00GLE12"));
+        QCOMPARE(model.needsInvite(), invite);
+        QCOMPARE(model.message(), message);
+    }
+
+    void aCancelledBrowserSignInSaysNothing()
+    {
+        SignInModel model(m_web);
+        model.setServer(QStringLiteral("http://127.0.0.1:1"));
+        model.google();
+        m_web.answer(Error::cancelled());
+        QTRY_VERIFY(!model.busy());
+        QVERIFY(!model.hasMessage());
+        model.closed();
+        QVERIFY(m_web.cancels > 0);
+    }
+
+    void theInviteStepCreatesTheAccount()
+    {
+        SignInModel model(m_web);
+        model.setServer(m_server->url().toString());
+        m_server->enqueue(options(true, false));
+        model.completeSocial();
+        QVERIFY(!model.busy());
+        model.google();
+        m_web.answer(QUrl(QStringLiteral("morvik://auth?need=invite&ticket=T-9")));
+        QTRY_VERIFY(model.needsInvite());
+        model.setMode(SignInModel::Mode::Pairing);
+        QVERIFY(model.needsInvite());
+
+        m_server->enqueue(json("{\"error\":\"That invite code is not valid.\"}", 400));
+        m_server->enqueue(session("eve@example.com"));
+        model.setInvite(QStringLiteral("MRV-ABCD-EFGH"));
+        model.completeSocial();
+        QTRY_VERIFY(!model.busy());
+        QCOMPARE(model.message(), QStringLiteral("That invite code is not valid."));
+        QSignalSpy signedIn(&model, &SignInModel::signedIn);
+        model.completeSocial();
+        QVERIFY(signedIn.wait());
+        QVERIFY(!model.needsInvite());
+        const QJsonObject sent = bodyOf(m_server->requests().last());
+        QCOMPARE(m_server->requests().last().path, QByteArray("/auth/social/complete"));
+        QCOMPARE(sent.value("ticket").toString(), QStringLiteral("T-9"));
+        QCOMPARE(sent.value("invite").toString(), QStringLiteral("MRV-ABCD-EFGH"));
+        QCOMPARE(sent.value("client").toString(), QStringLiteral("app"));
+        QCOMPARE(sent.value("platform").toString(), QStringLiteral("mac"));
+        QVERIFY(!sent.value("name").toString().isEmpty());
+    }
+
+    void aSaveFailureIsTheMessage()
+    {
+        // A plain file where the configuration's folder should be.
+        QFile blocker(m_home.filePath(QStringLiteral("account")));
+        QVERIFY(blocker.open(QIODevice::WriteOnly));
+        blocker.close();
+        SignInModel model(m_web);
+        model.setServer(m_server->url().toString());
+        m_server->enqueue(options(false, false));
+        m_server->enqueue(session("fay@example.com"));
+        QSignalSpy signedIn(&model, &SignInModel::signedIn);
+        model.setEmail(QStringLiteral("fay@example.com"));
+        model.setPassword(QStringLiteral("pw"));
+        model.login();
+        QTRY_VERIFY(!model.busy());
+        QVERIFY(model.hasMessage());
+        QVERIFY(signedIn.isEmpty());
+    }
+
+private:
+    QString configPath() const { return m_home.filePath(QStringLiteral("account/config.json")); }
+
+    const RecordedRequest& requestTo(const QByteArray& path)
+    {
+        for (const RecordedRequest& request : m_server->requests()) {
+            if (request.path == path)
+                return request;
+        }
+        qFatal("no request to %s", path.constData());
+    }
+
+    QTemporaryDir m_home;
+    FakeWebAuthSession m_web;
+    std::unique_ptr<ScriptedServer> m_server;
+};
+
+QTEST_GUILESS_MAIN(SignInModelTest)
+#include "tst_signinmodel.moc"

@@ -1,0 +1,584 @@
+#include "RunningService.h"
+#include "WebSignInRoutes.h"
+
+#include <QFile>
+#include <QJsonArray>
+#include <QNetworkReply>
+#include <QRegularExpression>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QUrlQuery>
+
+namespace {
+
+const QString ana = QStringLiteral("ana@example.com");
+const QString anaPassword = QStringLiteral("correct horse");
+const QString bo = QStringLiteral("bo@example.com");
+const QString boPassword = QStringLiteral("battery staple");
+
+struct Page
+{
+    int status = 0;
+    QByteArray body;
+    QByteArray location;
+    QList<QByteArray> setCookies;
+    QByteArray policy; // Content-Security-Policy
+    QString text() const { return QString::fromUtf8(body); }
+    // The hidden form token of the page's forms.
+    QString formToken() const
+    {
+        static const QRegularExpression field(QStringLiteral("name=\"csrf\" value=\"([^\"]+)\""));
+        return field.match(text()).captured(1);
+    }
+};
+
+// A browser as far as the pages care: it keeps cookies, sends forms and says where a form came from.
+class FormBrowser
+{
+public:
+    explicit FormBrowser(QString origin) : m_origin(std::move(origin)) {}
+
+    Page get(const QString& url, const QList<std::pair<QByteArray, QByteArray>>& headers = {})
+    {
+        return finish(m_network.get(request(url, headers)));
+    }
+    Page post(const QString& url, const QUrlQuery& form,
+              const QList<std::pair<QByteArray, QByteArray>>& headers = {}, bool withOrigin = true)
+    {
+        QNetworkRequest r = request(url, headers);
+        r.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/x-www-form-urlencoded"));
+        if (withOrigin && !r.hasRawHeader("Origin"))
+            r.setRawHeader("Origin", m_origin.toUtf8());
+        return finish(m_network.post(r, form.toString(QUrl::FullyEncoded).toUtf8()));
+    }
+    QString cookie(const QByteArray& name) const { return m_cookies.value(name); }
+    void forget() { m_cookies.clear(); }
+
+private:
+    QNetworkRequest request(const QString& url, const QList<std::pair<QByteArray, QByteArray>>& headers)
+    {
+        QNetworkRequest r{QUrl(url)};
+        r.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+        r.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
+        r.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
+        r.setRawHeader("Connection", "close");
+        QStringList cookies;
+        for (auto it = m_cookies.cbegin(); it != m_cookies.cend(); ++it)
+            cookies.append(QString::fromUtf8(it.key()) + QLatin1Char('=') + it.value());
+        if (!cookies.isEmpty())
+            r.setRawHeader("Cookie", cookies.join(QStringLiteral("; ")).toUtf8());
+        for (const auto& [name, value] : headers)
+            r.setRawHeader(name, value);
+        return r;
+    }
+
+    Page finish(QNetworkReply* reply)
+    {
+        QSignalSpy finished(reply, &QNetworkReply::finished);
+        if (!reply->isFinished() && !finished.wait(10000))
+            qFatal("no answer from the service");
+        Page page;
+        page.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+        page.body = reply->readAll();
+        page.location = reply->rawHeader("Location");
+        page.policy = reply->rawHeader("Content-Security-Policy");
+        for (const auto& [name, value] : reply->rawHeaderPairs()) {
+            if (name.compare("Set-Cookie", Qt::CaseInsensitive) != 0)
+                continue;
+            // Qt joins repeated headers with line breaks.
+            for (const QByteArray& line : value.split('\n')) {
+                page.setCookies.append(line);
+                const QByteArray pair = line.split(';').constFirst();
+                const qsizetype equals = pair.indexOf('=');
+                const QByteArray cookieName = pair.left(equals);
+                if (line.contains("Max-Age=0"))
+                    m_cookies.remove(cookieName);
+                else
+                    m_cookies.insert(cookieName, QString::fromUtf8(pair.mid(equals + 1)));
+            }
+        }
+        reply->deleteLater();
+        return page;
+    }
+
+    QString m_origin;
+    QNetworkAccessManager m_network;
+    QHash<QByteArray, QString> m_cookies;
+};
+
+QUrlQuery form(const QList<std::pair<QString, QString>>& fields)
+{
+    QUrlQuery query;
+    for (const auto& [key, value] : fields)
+        query.addQueryItem(key, QString::fromLatin1(QUrl::toPercentEncoding(value)));
+    return query;
+}
+
+} // namespace
+
+// The browser pages: who gets in, what a cross-site request can do, devices, pairing and history.
+class TestWebPages : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+    FakeClock m_time;
+    std::unique_ptr<RunningService> m_running;
+    ServiceClient m_api;
+    std::unique_ptr<FormBrowser> m_browser;
+
+    ServiceOptions options(bool history) const
+    {
+        ServiceOptions base;
+        base.wordDelay = std::chrono::milliseconds(0);
+        base.seed.accounts = {{ana, anaPassword, "pro", "user"}, {bo, boPassword, {}, {}}};
+        base.mailboxPath = m_dir.filePath(QStringLiteral("mailbox-%1").arg(QTest::currentTestFunction()));
+        if (history)
+            base.historyPath =
+                m_dir.filePath(QStringLiteral("history-%1.db").arg(QTest::currentTestFunction()));
+        return base;
+    }
+
+    void start(const ServiceOptions& options)
+    {
+        m_browser.reset();
+        m_running.reset();
+        m_running = std::make_unique<RunningService>(options, m_time.clock());
+        m_browser = std::make_unique<FormBrowser>(m_running->service().url());
+    }
+    QString url(const QString& path) const { return m_running->url(path); }
+
+    // Signs the browser in with a password through the sign-in page, as a person would.
+    Page signInBrowser(const QString& email = ana, const QString& password = anaPassword,
+                       const QList<std::pair<QByteArray, QByteArray>>& headers = {})
+    {
+        const Page signIn = m_browser->get(url("signin"), headers);
+        return m_browser->post(url("signin/password"),
+                               form({{"csrf", signIn.formToken()}, {"email", email}, {"password", password}}),
+                               headers);
+    }
+
+    // A desktop agent signed in through the API: its token.
+    QString signInAgent(const QString& name, const QString& email = ana,
+                        const QString& password = anaPassword)
+    {
+        return m_api
+            .post(url("auth/login"), {{"email", email},
+                                      {"password", password},
+                                      {"client", "app"},
+                                      {"platform", "mac"},
+                                      {"name", name}})
+            .json()["token"]
+            .toString();
+    }
+
+    int deviceId(const QString& token)
+    {
+        return m_api.get(url("v1/devices"), token).json()["current"].toInt();
+    }
+
+    void ask(const QString& token, const QString& text, const QString& app)
+    {
+        const Exchange answer = m_api.post(url("v1/ask"), {{"text", text}, {"app", app}}, token);
+        QCOMPARE(answer.status, 200);
+        QVERIFY(answer.body.contains("event: done"));
+    }
+
+    Page app(const QString& query = {})
+    {
+        return m_browser->get(url(query.isEmpty()
+                                      ? QStringLiteral("app")
+                                      : QStringLiteral("app?q=") + QUrl::toPercentEncoding(query)));
+    }
+
+    // Sends one of the signed-in page's forms with the page's own token.
+    Page action(const QString& path, QList<std::pair<QString, QString>> fields = {})
+    {
+        fields.append({QStringLiteral("csrf"), app().formToken()});
+        return m_browser->post(url(path), form(fields));
+    }
+
+private slots:
+    void signedOutBrowsersAreSentToSignIn_data()
+    {
+        QTest::addColumn<QByteArray>("method");
+        QTest::addColumn<QString>("path");
+        QTest::newRow("settings") << QByteArray("GET") << "app";
+        QTest::newRow("history search") << QByteArray("GET") << "app?q=french";
+        QTest::newRow("new pairing code") << QByteArray("POST") << "app/pairing";
+        QTest::newRow("sign out a device") << QByteArray("POST") << "app/devices/1/revoke";
+        QTest::newRow("delete an ask") << QByteArray("POST") << "app/history/1/delete";
+        QTest::newRow("delete all") << QByteArray("POST") << "app/history/delete-all";
+        QTest::newRow("sign out") << QByteArray("POST") << "signout";
+    }
+    void signedOutBrowsersAreSentToSignIn()
+    {
+        QFETCH(QByteArray, method);
+        QFETCH(QString, path);
+        start(options(true));
+        const Page page = method == "GET" ? m_browser->get(url(path)) : m_browser->post(url(path), {});
+        QCOMPARE(page.status, 303);
+        QCOMPARE(page.location, QByteArray("/signin"));
+    }
+
+    void signInSetsAStrictSessionCookie_data()
+    {
+        QTest::addColumn<bool>("https");
+        QTest::newRow("plain http") << false;
+        QTest::newRow("https through a proxy") << true;
+    }
+    void signInSetsAStrictSessionCookie()
+    {
+        QFETCH(bool, https);
+        start(options(false));
+        // A proxy in front that speaks https and passes its own address as Host.
+        const QList<std::pair<QByteArray, QByteArray>> proxy =
+            https ? QList<std::pair<QByteArray, QByteArray>>{{"X-Forwarded-Proto", "https"},
+                                                             {"X-Forwarded-Host", "tavrin.example.com"},
+                                                             {"Origin", "https://tavrin.example.com"}}
+                  : QList<std::pair<QByteArray, QByteArray>>{};
+        const Page signedIn = signInBrowser(ana, anaPassword, proxy);
+        QCOMPARE(signedIn.status, 303);
+        QCOMPARE(signedIn.location, QByteArray("/app"));
+        const auto session =
+            std::find_if(signedIn.setCookies.cbegin(), signedIn.setCookies.cend(),
+                         [](const QByteArray& c) { return c.startsWith("tavrin_session="); });
+        QVERIFY(session != signedIn.setCookies.cend());
+        QVERIFY(session->contains("; HttpOnly"));
+        QVERIFY(session->contains("; SameSite=Strict"));
+        QVERIFY(session->contains("; Max-Age=28800"));
+        QCOMPARE(session->contains("; Secure"), https);
+        // The cookie holds a session id, never the device token the API would accept.
+        QCOMPARE(m_api.get(url("v1/me"), m_browser->cookie("tavrin_session")).status, 401);
+
+        const Page settings = app();
+        QCOMPARE(settings.status, 200);
+        QVERIFY(settings.text().contains(ana));
+        QVERIFY(settings.text().contains(QStringLiteral("This browser")));
+        QVERIFY(settings.policy.contains("script-src 'self'"));
+        QVERIFY(!settings.policy.contains("unsafe-inline"));
+        // Every script is a file of ours: none inline, none from elsewhere.
+        QVERIFY(!settings.text().contains(QRegularExpression(QStringLiteral("<script(?![^>]*src=\"/web/)"))));
+        QCOMPARE(m_browser->get(url("signin")).location, QByteArray("/app"));
+    }
+
+    void crossSiteFormsChangeNothing_data()
+    {
+        QTest::addColumn<QByteArray>("origin");
+        QTest::addColumn<QByteArray>("fetchSite");
+        QTest::addColumn<bool>("withToken");
+        QTest::newRow("another site") << QByteArray("http://evil.example") << QByteArray() << true;
+        QTest::newRow("opaque origin") << QByteArray("null") << QByteArray() << true;
+        QTest::newRow("no origin, cross-site fetch") << QByteArray() << QByteArray("cross-site") << true;
+        QTest::newRow("own origin, no form token") << QByteArray("same") << QByteArray() << false;
+    }
+    void crossSiteFormsChangeNothing()
+    {
+        QFETCH(QByteArray, origin);
+        QFETCH(QByteArray, fetchSite);
+        QFETCH(bool, withToken);
+        start(options(true));
+        const QString agent = signInAgent(QStringLiteral("Work laptop"));
+        QCOMPARE(signInBrowser().status, 303);
+        const QString token = withToken ? app().formToken() : QString();
+        QList<std::pair<QByteArray, QByteArray>> headers;
+        if (origin == "same")
+            origin = m_running->service().url().toUtf8();
+        if (!origin.isEmpty())
+            headers.append({"Origin", origin});
+        if (!fetchSite.isEmpty())
+            headers.append({"Sec-Fetch-Site", fetchSite});
+        const auto send = [&](const QString& path) {
+            return m_browser->post(url(path), form({{"csrf", token}}), headers, false).status;
+        };
+        QCOMPARE(send(QStringLiteral("app/devices/%1/revoke").arg(deviceId(agent))), 403);
+        QCOMPARE(m_api.get(url("v1/me"), agent).status, 200);
+        QCOMPARE(send(QStringLiteral("signout")), 403);
+        QCOMPARE(app().status, 200);
+        QCOMPARE(send(QStringLiteral("app/pairing")), 403);
+        QVERIFY(!app().text().contains(QStringLiteral("id=\"countdown\"")));
+
+        // Nor can another site sign a browser in to an account of its choosing.
+        m_browser->forget();
+        const Page signIn = m_browser->get(url("signin"));
+        const QString signInToken = withToken ? signIn.formToken() : QString();
+        QCOMPARE(m_browser
+                     ->post(url("signin/password"),
+                            form({{"csrf", signInToken}, {"email", bo}, {"password", boPassword}}), headers,
+                            false)
+                     .status,
+                 403);
+        QVERIFY(m_browser->cookie("tavrin_session").isEmpty());
+    }
+
+    void passwordGuessesAreLimitedLikeTheApi()
+    {
+        start(options(false));
+        int status = 0;
+        for (int attempt = 0; attempt < 12 && status != 429; ++attempt)
+            status = signInBrowser(ana, QStringLiteral("wrong %1").arg(attempt)).status;
+        QCOMPARE(status, 429);
+        // The same account is held off through the API too: one limit, whichever door is tried.
+        QCOMPARE(m_api.post(url("auth/login"), {{"email", ana}, {"password", anaPassword}}).status, 429);
+    }
+
+    void emailedCodeSignsIn()
+    {
+        start(options(false));
+        const Page signIn = m_browser->get(url("signin"));
+        const Page sent =
+            m_browser->post(url("signin/code"), form({{"csrf", signIn.formToken()}, {"email", ana}}));
+        QCOMPARE(sent.status, 200);
+        QVERIFY(sent.text().contains(QStringLiteral("id=\"code\"")));
+        QFile mailbox(m_dir.filePath(QStringLiteral("mailbox-emailedCodeSignsIn")));
+        QVERIFY(mailbox.open(QIODevice::ReadOnly));
+        const QString code = QRegularExpression(QStringLiteral("\\b(\\d{6})\\b"))
+                                 .match(QString::fromUtf8(mailbox.readAll()))
+                                 .captured(1);
+        QVERIFY(!code.isEmpty());
+
+        const Page wrong =
+            m_browser->post(url("signin/code/verify"),
+                            form({{"csrf", sent.formToken()}, {"email", ana}, {"code", "000000"}}));
+        QCOMPARE(wrong.status, 400);
+        QVERIFY(wrong.text().contains(QStringLiteral("wrong or has expired")));
+        const Page right = m_browser->post(
+            url("signin/code/verify"), form({{"csrf", sent.formToken()}, {"email", ana}, {"code", code}}));
+        QCOMPARE(right.status, 303);
+        QCOMPARE(app().status, 200);
+    }
+
+    void googleStandInOnlyWhenTurnedOn()
+    {
+        ServiceOptions withoutStandIn = options(false);
+        start(withoutStandIn);
+        QCOMPARE(m_browser->get(url("signin/google")).status, 404);
+        QVERIFY(!m_browser->get(url("signin")).text().contains(QStringLiteral("/signin/google")));
+
+        ServiceOptions withStandIn = options(false);
+        withStandIn.googleStandIn = true;
+        start(withStandIn);
+        const Page consent = m_browser->get(url("signin/google"));
+        QCOMPARE(consent.status, 200);
+        QCOMPARE(m_browser->post(url("signin/google"), form({{"csrf", consent.formToken()}, {"email", bo}}))
+                     .status,
+                 303);
+        QVERIFY(app().text().contains(bo));
+    }
+
+    void signingOutADeviceEndsItsTokenAtOnce()
+    {
+        start(options(false));
+        const QString agent = signInAgent(QStringLiteral("Work laptop"));
+        QCOMPARE(signInBrowser().status, 303);
+        QVERIFY(app().text().contains(QStringLiteral("Work laptop")));
+
+        const Page revoked = action(QStringLiteral("app/devices/%1/revoke").arg(deviceId(agent)));
+        QCOMPARE(revoked.status, 303);
+        QCOMPARE(m_api.get(url("v1/me"), agent).status, 401);
+        QVERIFY(!app().text().contains(QStringLiteral("Work laptop")));
+        // Another account's device is not this browser's to sign out.
+        const QString bosAgent = signInAgent(QStringLiteral("Bo's phone"), bo, boPassword);
+        QCOMPARE(action(QStringLiteral("app/devices/%1/revoke").arg(deviceId(bosAgent))).status, 404);
+        QCOMPARE(m_api.get(url("v1/me"), bosAgent).status, 200);
+    }
+
+    void browserSessionsEnd_data()
+    {
+        QTest::addColumn<QString>("how");
+        QTest::newRow("sign out") << "sign out";
+        QTest::newRow("its device signed out from another browser") << "revoked elsewhere";
+        QTest::newRow("lifetime over") << "expired";
+    }
+    void browserSessionsEnd()
+    {
+        QFETCH(QString, how);
+        start(options(false));
+        const QString agent = signInAgent(QStringLiteral("Work laptop"));
+        QCOMPARE(signInBrowser().status, 303);
+        const auto browserDevice = [&] {
+            for (const QJsonValue device : m_api.get(url("v1/devices"), agent).json()["devices"].toArray()) {
+                if (device["client"].toString() == QLatin1String("web"))
+                    return device["id"].toInt();
+            }
+            return 0;
+        };
+        const int device = browserDevice();
+        QVERIFY(device != 0);
+        if (how == QLatin1String("sign out")) {
+            const Page out = action(QStringLiteral("signout"));
+            QCOMPARE(out.location, QByteArray("/signin"));
+            QVERIFY(out.setCookies.constFirst().contains("Max-Age=0"));
+        } else if (how == QLatin1String("revoked elsewhere")) {
+            QCOMPARE(m_api.remove(url(QStringLiteral("v1/devices/%1").arg(device)), agent).status, 200);
+        } else {
+            m_time.advance(std::chrono::hours(8) + std::chrono::seconds(1));
+        }
+        QCOMPARE(app().status, 303);
+        QCOMPARE(browserDevice(), 0);
+    }
+
+    void pairingCodeSignsInAnotherDevice()
+    {
+        start(options(false));
+        QCOMPARE(signInBrowser().status, 303);
+        QCOMPARE(action(QStringLiteral("app/pairing")).location, QByteArray("/app#pairing"));
+        const Page page = app();
+        const QString code = QRegularExpression(QStringLiteral("<p class=\"code\">.*</span>([A-Z0-9]+)</p>"))
+                                 .match(page.text())
+                                 .captured(1);
+        QVERIFY(!code.isEmpty());
+        QVERIFY(page.text().contains(QStringLiteral("<svg class=\"qr\"")));
+        QVERIFY(page.text().contains(QStringLiteral("data-seconds=\"300\"")));
+        const Exchange paired = m_api.post(url("auth/pair"), {{"code", code}, {"name", "Phone"}});
+        QCOMPARE(paired.status, 200);
+        QCOMPARE(m_api.get(url("v1/me"), paired.json()["token"].toString()).status, 200);
+
+        m_time.advance(std::chrono::seconds(301));
+        QVERIFY(!app().text().contains(QStringLiteral("id=\"countdown\"")));
+    }
+
+    void historyIsSearchedAndDeleted()
+    {
+        start(options(true));
+        const QString agent = signInAgent(QStringLiteral("Work laptop"));
+        ask(agent, QStringLiteral("make it shorter"), QStringLiteral("Mousepad"));
+        m_time.advance(std::chrono::seconds(60));
+        ask(agent, QStringLiteral("translate to French"), QStringLiteral("Firefox"));
+        ask(signInAgent(QStringLiteral("Bo's laptop"), bo, boPassword), QStringLiteral("Bo's secret plan"),
+            QStringLiteral("Notes"));
+        QCOMPARE(signInBrowser().status, 303);
+
+        const QString all = app().text();
+        QVERIFY(all.indexOf(QStringLiteral("translate to French")) <
+                all.indexOf(QStringLiteral("make it shorter")));
+        QVERIFY(all.indexOf(QStringLiteral("translate to French")) > 0);
+        QVERIFY(!all.contains(QStringLiteral("secret plan")));
+
+        const QString found = app(QStringLiteral("fren")).text();
+        QVERIFY(found.contains(QStringLiteral("translate to French")));
+        QVERIFY(!found.contains(QStringLiteral("make it shorter")));
+        // Words the search syntax would read as operators are only words here.
+        QCOMPARE(app(QStringLiteral("\"NEAR( OR *")).status, 200);
+
+        const QString id =
+            QRegularExpression(QStringLiteral("/app/history/(\\d+)/delete")).match(found).captured(1);
+        const Page deleted = action(QStringLiteral("app/history/%1/delete").arg(id), {{"q", "fren"}});
+        QCOMPARE(deleted.location, QByteArray("/app?q=fren#history"));
+        QVERIFY(!app().text().contains(QStringLiteral("translate to French")));
+        QCOMPARE(action(QStringLiteral("app/history/%1/delete").arg(id)).status, 404);
+
+        QCOMPARE(action(QStringLiteral("app/history/delete-all")).status, 303);
+        QVERIFY(!app().text().contains(QStringLiteral("make it shorter")));
+        // Bo's history is Bo's.
+        m_browser->forget();
+        QCOMPARE(signInBrowser(bo, boPassword).status, 303);
+        QVERIFY(app().text().contains(QStringLiteral("secret plan")));
+    }
+
+    void historyIsKeptForTheRetentionPeriod()
+    {
+        ServiceOptions shortHistory = options(true);
+        shortHistory.historyRetention = std::chrono::days(2);
+        start(shortHistory);
+        const QString agent = signInAgent(QStringLiteral("Work laptop"));
+        ask(agent, QStringLiteral("old request"), QStringLiteral("Mousepad"));
+        m_time.advance(std::chrono::hours(36));
+        ask(agent, QStringLiteral("new request"), QStringLiteral("Mousepad"));
+        m_time.advance(std::chrono::hours(13));
+        QCOMPARE(signInBrowser().status, 303);
+        const QString page = app().text();
+        QVERIFY(!page.contains(QStringLiteral("old request")));
+        QVERIFY(page.contains(QStringLiteral("new request")));
+        QVERIFY(page.contains(QStringLiteral("kept for 2 days")));
+    }
+
+    void historyOffSaysSo()
+    {
+        start(options(false));
+        const QString agent = signInAgent(QStringLiteral("Work laptop"));
+        ask(agent, QStringLiteral("make it shorter"), QStringLiteral("Mousepad"));
+        QCOMPARE(signInBrowser().status, 303);
+        const QString page = app().text();
+        QVERIFY(page.contains(QStringLiteral("History is off")));
+        QVERIFY(!page.contains(QStringLiteral("make it shorter")));
+        QCOMPARE(action(QStringLiteral("app/history/delete-all")).status, 404);
+    }
+
+    void filesOfThePagesComeFromTheBinary_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QByteArray>("type");
+        QTest::addColumn<QByteArray>("sample");
+        QTest::newRow("style") << "web/style.css" << QByteArray("text/css")
+                               << QByteArray("prefers-color-scheme: dark");
+        QTest::newRow("script") << "web/pages.js" << QByteArray("text/javascript")
+                                << QByteArray("\"use strict\"");
+        QTest::newRow("icon") << "web/mark.svg" << QByteArray("image/svg+xml") << QByteArray("<svg");
+    }
+    void filesOfThePagesComeFromTheBinary()
+    {
+        QFETCH(QString, path);
+        QFETCH(QByteArray, type);
+        QFETCH(QByteArray, sample);
+        start(options(false));
+        QNetworkAccessManager network;
+        QNetworkReply* reply = network.get(QNetworkRequest(QUrl(url(path))));
+        QSignalSpy finished(reply, &QNetworkReply::finished);
+        QVERIFY(finished.wait(10000));
+        QCOMPARE(reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), 200);
+        QVERIFY(reply->header(QNetworkRequest::ContentTypeHeader).toByteArray().startsWith(type));
+        QCOMPARE(reply->rawHeader("X-Content-Type-Options"), QByteArray("nosniff"));
+        QVERIFY(reply->readAll().contains(sample));
+        reply->deleteLater();
+        QCOMPARE(m_browser->get(url({})).location, QByteArray("/app"));
+    }
+
+    void aServiceWithoutAccountsSaysSo()
+    {
+        ServiceOptions sharedTokenOnly;
+        sharedTokenOnly.token = QStringLiteral("shared");
+        start(sharedTokenOnly);
+        const Page page = m_browser->get(url("app"));
+        QCOMPARE(page.status, 404);
+        QVERIFY(page.text().contains(QStringLiteral("shared token only")));
+        QVERIFY(page.policy.contains("default-src 'none'"));
+    }
+
+    void browserNames_data()
+    {
+        QTest::addColumn<QString>("userAgent");
+        QTest::addColumn<QString>("name");
+        QTest::newRow("chromium on linux") << "Mozilla/5.0 (X11; Linux x86_64) AppleWebKit/537.36 (KHTML, "
+                                              "like Gecko) Chrome/120.0 Safari/537.36"
+                                           << "Chrome on Linux";
+        QTest::newRow("edge on windows")
+            << "Mozilla/5.0 (Windows NT 10.0; Win64; x64) Chrome/120.0 Safari/537.36 Edg/120.0"
+            << "Edge on Windows";
+        QTest::newRow("safari on iphone") << "Mozilla/5.0 (iPhone; CPU iPhone OS 17_0 like Mac OS X) "
+                                             "Version/17.0 Mobile/15E148 Safari/604.1"
+                                          << "Safari on iOS";
+        QTest::newRow("firefox on android")
+            << "Mozilla/5.0 (Android 14; Mobile; rv:120.0) Gecko/120.0 Firefox/120.0"
+            << "Firefox on Android";
+        QTest::newRow("a script") << "curl/7.88.1"
+                                  << "Web browser";
+    }
+    void browserNames()
+    {
+        QFETCH(QString, userAgent);
+        QFETCH(QString, name);
+        QCOMPARE(WebSignInRoutes::browserName(userAgent), name);
+    }
+
+    void cleanup()
+    {
+        m_browser.reset();
+        m_running.reset();
+    }
+};
+
+QTEST_GUILESS_MAIN(TestWebPages)
+#include "tst_webpages.moc"
