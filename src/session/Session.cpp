@@ -62,15 +62,13 @@ void Session::begin(bool listening, bool replyToClipboard)
 {
     ++m_requestNumber;
     cancelStream();
-    // Read before the capture, which may use the clipboard itself.
-    const std::optional<QString> clipboard = replyToClipboard ? clipboardText() : std::nullopt;
     // The application is known at once; its text follows when it answers, within the capture's deadline.
     m_context = m_capture.start(this, [this](const FocusContext& context) {
         m_context = context;
         emit contextChanged();
     });
     emit contextChanged();
-    m_copied = clipboard;
+    m_copied = replyToClipboard ? clipboardText() : std::nullopt;
     emit copiedChanged();
     setRequest(QString());
     setAnswer(QString());
