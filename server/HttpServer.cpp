@@ -3,6 +3,7 @@
 #include "GuardedServer.h"
 #include "JsonReply.h"
 #include "Log.h"
+#include "base/UrlHost.h"
 
 #include <cerrno>
 #include <csignal>
@@ -92,6 +93,5 @@ void HttpServer::stop()
 
 QString HttpServer::url(const QString& host, int port)
 {
-    const QString shown = host.contains(QLatin1Char(':')) ? QStringLiteral("[%1]").arg(host) : host;
-    return QStringLiteral("http://%1:%2").arg(shown).arg(port);
+    return QStringLiteral("http://%1:%2").arg(urlHost(host)).arg(port);
 }

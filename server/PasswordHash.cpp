@@ -1,7 +1,8 @@
 #include "PasswordHash.h"
 
+#include "base/RandomBytes.h"
+
 #include <QByteArray>
-#include <QRandomGenerator>
 #include <QStringList>
 #include <openssl/crypto.h>
 #include <openssl/evp.h>
@@ -31,8 +32,7 @@ namespace PasswordHash {
 
 QString make(const QString& password)
 {
-    QByteArray salt(saltBytes, Qt::Uninitialized);
-    QRandomGenerator::system()->fillRange(reinterpret_cast<quint32*>(salt.data()), saltBytes / 4);
+    const QByteArray salt = RandomBytes::generate(saltBytes);
     const QByteArray hash = derive(password, salt, iterations);
     if (hash.isEmpty())
         qFatal("PBKDF2 is not available from the crypto library");

@@ -1,23 +1,12 @@
 #include "Secrets.h"
 
+#include "base/RandomBytes.h"
+
 #include <QByteArray>
 #include <QCryptographicHash>
 #include <QRandomGenerator>
 
 namespace {
-
-QByteArray randomBytes(int count)
-{
-    QByteArray bytes(count, Qt::Uninitialized);
-    QRandomGenerator::system()->fillRange(reinterpret_cast<quint32*>(bytes.data()), count / 4);
-    return bytes;
-}
-
-QString urlSafe(const QByteArray& bytes)
-{
-    return QString::fromLatin1(
-        bytes.toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals));
-}
 
 QString drawn(const QLatin1String alphabet, int count)
 {
@@ -33,7 +22,7 @@ namespace Secrets {
 
 QString deviceToken()
 {
-    return QStringLiteral("tv_") + urlSafe(randomBytes(32));
+    return QStringLiteral("tv_") + RandomBytes::urlSafe(32);
 }
 
 QString digits(int count)
@@ -49,7 +38,7 @@ QString pairingCode()
 
 QString ticket()
 {
-    return urlSafe(randomBytes(16));
+    return RandomBytes::urlSafe(16);
 }
 
 QString digest(const QString& token)

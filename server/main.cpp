@@ -1,6 +1,7 @@
 #include "Log.h"
 #include "ServiceOptions.h"
 #include "TavrinService.h"
+#include "base/ExitStatus.h"
 
 #include <QCoreApplication>
 #include <csignal>
@@ -10,8 +11,6 @@
 #include <thread>
 
 namespace {
-
-constexpr int usageStatus = 64; // EX_USAGE
 
 // Ctrl+C and SIGTERM stop the service in order: the signals are blocked everywhere and taken by one
 // thread, which may call anything, unlike a signal handler.
@@ -68,11 +67,11 @@ int main(int argc, char* argv[])
     const auto parsed = ServiceOptions::parse(QCoreApplication::arguments());
     if (const auto* help = std::get_if<ServiceOptions::Help>(&parsed)) {
         std::fputs(qUtf8Printable(help->text), stdout);
-        return 0;
+        return ExitStatus::success;
     }
     if (const auto* problem = std::get_if<QString>(&parsed)) {
         std::fprintf(stderr, "tavrin-service: %s\nTry tavrin-service --help.\n", qUtf8Printable(*problem));
-        return usageStatus;
+        return ExitStatus::usage;
     }
 
     const auto& options = std::get<ServiceOptions>(parsed);
@@ -86,11 +85,11 @@ int main(int argc, char* argv[])
     StopSignals stopSignals;
     if (const std::optional<QString> problem = service.bind()) {
         std::fprintf(stderr, "tavrin-service: %s\n", qUtf8Printable(*problem));
-        return 1;
+        return ExitStatus::failure;
     }
     std::printf("listening on %s\n", qUtf8Printable(service.url()));
     std::fflush(stdout);
     stopSignals.stopOnSignal(service);
     service.run();
-    return 0;
+    return ExitStatus::success;
 }

@@ -141,8 +141,8 @@ public:
 
     void start()
     {
-        if (const auto error = m_dictation.start(this, [](const QString&) {}))
-            std::fprintf(stderr, "start failed: %s\n", qPrintable(error->message));
+        if (const Result<void> started = m_dictation.start(this, [](const QString&) {}); !started.ok())
+            std::fprintf(stderr, "start failed: %s\n", qPrintable(started.error().message));
     }
 
     void measureReleaseToFinal(const QStringList& phrases, int rounds)

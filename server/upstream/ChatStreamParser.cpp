@@ -1,5 +1,7 @@
 #include "ChatStreamParser.h"
 
+#include "protocol/ErrorBody.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -14,34 +16,18 @@ QString excerpt(QByteArrayView bytes)
     return text.size() <= excerptLength ? text : text.left(excerptLength) + QStringLiteral("…");
 }
 
-// The message of an error object: {"error": {"message": "..."}} or {"error": "..."}.
-QString errorMessage(const QJsonValue& error)
-{
-    const QString message =
-        error.isString() ? error.toString() : error.toObject().value(QStringLiteral("message")).toString();
-    return message.isEmpty() ? QStringLiteral("unknown error") : message;
-}
-
 } // namespace
 
 void ChatStreamParser::feed(QByteArrayView bytes, QList<ChatStream::Item>& out)
 {
-    while (!m_failed && !bytes.isEmpty()) {
-        const qsizetype end = bytes.indexOf('\n');
-        if (end < 0) {
-            m_partial += bytes;
-            if (m_partial.size() > maxLineBytes)
-                fail(QStringLiteral("The model server sent a line of more than %1 bytes.").arg(maxLineBytes),
-                     out);
-            return;
-        }
-        m_partial += bytes.first(end);
-        bytes = bytes.sliced(end + 1);
-        if (m_partial.endsWith('\r'))
-            m_partial.chop(1);
-        const QByteArray line = std::exchange(m_partial, QByteArray());
-        takeLine(line, out);
-    }
+    if (m_failed)
+        return;
+    m_lines.feed(bytes, [this, &out](QByteArrayView line) {
+        if (!m_failed)
+            takeLine(line, out);
+    });
+    if (!m_failed && m_lines.droppedLongLine())
+        fail(QStringLiteral("The model server sent a line of more than %1 bytes.").arg(maxLineBytes), out);
 }
 
 void ChatStreamParser::takeLine(QByteArrayView line, QList<ChatStream::Item>& out)
@@ -70,7 +56,8 @@ void ChatStreamParser::takeData(QByteArrayView data, QList<ChatStream::Item>& ou
     const QJsonObject chunk = document.object();
     if (chunk.contains(QStringLiteral("error"))) {
         fail(QStringLiteral("The model server reported an error: %1")
-                 .arg(errorMessage(chunk.value(QStringLiteral("error")))),
+                 .arg(ErrorBody::reasonOf(chunk.value(QStringLiteral("error")))
+                          .value_or(QStringLiteral("unknown error"))),
              out);
         return;
     }
@@ -87,6 +74,5 @@ void ChatStreamParser::takeData(QByteArrayView data, QList<ChatStream::Item>& ou
 void ChatStreamParser::fail(const QString& message, QList<ChatStream::Item>& out)
 {
     m_failed = true;
-    m_partial.clear();
     out.append(ChatStream::Failure{message});
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "protocol/LineSplitter.h"
+
 #include <QByteArray>
 #include <QByteArrayView>
 #include <QList>
@@ -39,7 +41,7 @@ private:
     void takeData(QByteArrayView data, QList<ChatStream::Item>& out);
     void fail(const QString& message, QList<ChatStream::Item>& out);
 
-    QByteArray m_partial;
+    LineSplitter m_lines{maxLineBytes};
     bool m_complete = false;
     bool m_failed = false;
 };

@@ -1,34 +1,17 @@
 #include "UpstreamFailure.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
+#include "protocol/ErrorBody.h"
+
 #include <httplib.h>
-
-namespace {
-
-// The reason in an error body: {"error": {"message": "..."}}, {"error": "..."} or {"message": "..."}.
-QString reasonIn(QByteArrayView body)
-{
-    const QJsonObject object = QJsonDocument::fromJson(QString::fromUtf8(body).toUtf8()).object();
-    const QJsonValue error = object.value(QStringLiteral("error"));
-    if (error.isString())
-        return error.toString();
-    const QString nested = error.toObject().value(QStringLiteral("message")).toString();
-    if (!nested.isEmpty())
-        return nested;
-    return object.value(QStringLiteral("message")).toString();
-}
-
-} // namespace
 
 namespace UpstreamFailure {
 
 QString status(const QString& server, int status, QByteArrayView body)
 {
-    const QString reason = reasonIn(body).trimmed();
-    if (reason.isEmpty())
+    const std::optional<QString> reason = ErrorBody::reason(body);
+    if (!reason)
         return QStringLiteral("The model server at %1 answered HTTP %2.").arg(server).arg(status);
-    return QStringLiteral("The model server at %1 answered HTTP %2: %3").arg(server).arg(status).arg(reason);
+    return QStringLiteral("The model server at %1 answered HTTP %2: %3").arg(server).arg(status).arg(*reason);
 }
 
 QString transport(const QString& server, httplib::Error error, std::chrono::milliseconds silentFor,

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/UrlHost.h"
+
 #include <QString>
 #include <QUrl>
 
@@ -13,10 +15,5 @@ struct UpstreamSettings
     int port() const { return endpoint.port(endpoint.scheme() == QLatin1String("https") ? 443 : 80); }
 
     // "host:port" of the endpoint: how the back end is named to the agent and in messages.
-    QString serverName() const
-    {
-        const QString host = endpoint.host();
-        const QString shown = host.contains(QLatin1Char(':')) ? QStringLiteral("[%1]").arg(host) : host;
-        return QStringLiteral("%1:%2").arg(shown).arg(port());
-    }
+    QString serverName() const { return QStringLiteral("%1:%2").arg(urlHost(endpoint.host())).arg(port()); }
 };

@@ -1,9 +1,9 @@
 #include "app/BrowserSignIn.h"
 
+#include "base/RandomBytes.h"
+
 #include <QDesktopServices>
-#include <QRandomGenerator>
 #include <QUrlQuery>
-#include <array>
 
 namespace {
 
@@ -28,11 +28,7 @@ BrowserSignIn::BrowserSignIn(Opener opener, std::chrono::milliseconds limit, QOb
 
 QString BrowserSignIn::freshState()
 {
-    std::array<quint32, 8> words;
-    QRandomGenerator::system()->fillRange(words.data(), words.size());
-    const QByteArray bytes(reinterpret_cast<const char*>(words.data()), sizeof(words));
-    return QString::fromLatin1(
-        bytes.toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals));
+    return RandomBytes::urlSafe(32);
 }
 
 void BrowserSignIn::authenticate(const QUrl& start, QObject* context, CallbackHandler onCallback)

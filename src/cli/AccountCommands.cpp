@@ -1,5 +1,6 @@
 #include "cli/AccountCommands.h"
 
+#include "base/ExitStatus.h"
 #include "cli/TerminalText.h"
 #include "config/PrivateFile.h"
 #include "service/AuthClient.h"
@@ -9,10 +10,6 @@
 #include <QUrl>
 
 namespace {
-
-constexpr int failedStatus = 1;
-constexpr int notSignedInStatus = 2;
-constexpr int usageStatus = 64; // EX_USAGE
 
 // Runs one account operation to its end on a local event loop and reports on standard output.
 class AccountCommand
@@ -42,7 +39,7 @@ public:
         AuthClient::me(config, &m_loop, [this](const Result<AuthClient::User>& user) {
             if (!user.ok())
                 return fail(user.error());
-            finish(QStringLiteral("account: ") + user.value().email, 0);
+            finish(QStringLiteral("account: ") + user.value().email, ExitStatus::success);
         });
         return waitForTheEnd();
     }
@@ -60,11 +57,12 @@ public:
                       .arg(host)
                       .arg(p.expiresIn));
             if (qEnvironmentVariableIsSet("MORVIK_CODE_OUT")) {
-                if (auto failure =
-                        PrivateFile::write(qEnvironmentVariable("MORVIK_CODE_OUT"), p.code.toUtf8()))
-                    return fail(*failure);
+                const Result<void> written =
+                    PrivateFile::write(qEnvironmentVariable("MORVIK_CODE_OUT"), p.code.toUtf8());
+                if (!written.ok())
+                    return fail(written.error());
             }
-            m_loop.exit(0);
+            m_loop.exit(ExitStatus::success);
         });
         return waitForTheEnd();
     }
@@ -74,7 +72,7 @@ public:
         AuthClient::signOut(config, &m_loop, [this] {
             const bool exists = AgentConfig::load().has_value();
             finish(QStringLiteral("signed out; config exists: ") + QLatin1String(exists ? "true" : "false"),
-                   0);
+                   ExitStatus::success);
         });
         return waitForTheEnd();
     }
@@ -93,9 +91,9 @@ private:
         if (!session.ok())
             return fail(session.error());
         const AgentConfig config{trimmedServer(server), session.value().token, session.value().user.email};
-        if (auto failure = config.save())
-            return fail(*failure);
-        finish(prefix + session.value().user.email, 0);
+        if (const Result<void> saved = config.save(); !saved.ok())
+            return fail(saved.error());
+        finish(prefix + session.value().user.email, ExitStatus::success);
     }
 
     static QString trimmedServer(QString server)
@@ -108,7 +106,7 @@ private:
         return server;
     }
 
-    void fail(const Error& error) { finish(QStringLiteral("error: ") + error.message, failedStatus); }
+    void fail(const Error& error) { finish(QStringLiteral("error: ") + error.message, ExitStatus::failure); }
 
     void finish(const QString& line, int status)
     {
@@ -139,7 +137,7 @@ std::optional<int> runAccountCommand(const QStringList& arguments, std::FILE* ou
         if (arguments.size() < 4) {
             const char* what = option == u"--signin" ? "SERVER EMAIL" : "SERVER CODE";
             std::fprintf(err, "usage: tavrin %s %s\n", qUtf8Printable(option), what);
-            return usageStatus;
+            return ExitStatus::usage;
         }
         return option == u"--signin" ? command.signIn(arguments.at(2), arguments.at(3))
                                      : command.pair(arguments.at(2), arguments.at(3));
@@ -150,7 +148,7 @@ std::optional<int> runAccountCommand(const QStringList& arguments, std::FILE* ou
     const std::optional<AgentConfig> config = AgentConfig::load();
     if (!config) {
         std::fputs("not signed in\n", out);
-        return notSignedInStatus;
+        return ExitStatus::notSignedIn;
     }
     if (option == u"--whoami")
         return command.whoAmI(*config);

@@ -1,5 +1,6 @@
 #include "cli/CommandLineAsk.h"
 
+#include "base/ExitStatus.h"
 #include "cli/TerminalText.h"
 #include "service/AgentClient.h"
 
@@ -81,7 +82,7 @@ int run(const QString& question, std::FILE* out)
     const std::optional<AgentConfig> config = AgentConfig::load();
     if (!config) {
         std::fprintf(out, "no config at %s\n", qUtf8Printable(AgentConfig::fileURL()));
-        return 2;
+        return ExitStatus::notSignedIn;
     }
     AskRequest request;
     request.text = question;
@@ -90,12 +91,12 @@ int run(const QString& question, std::FILE* out)
     EventPrinter printer(out);
     AskStream* stream = AgentClient::ask(request, *config);
     QObject::connect(stream, &AskStream::event, stream, [&printer](const AskEvent& e) { printer.print(e); });
-    QObject::connect(stream, &AskStream::finished, stream, [&printer](const std::optional<Error>& error) {
-        if (error) {
-            printer.transportError(*error);
+    QObject::connect(stream, &AskStream::finished, stream, [&printer](const Result<void>& outcome) {
+        if (!outcome.ok()) {
+            printer.transportError(outcome.error());
             printer.failed = true;
         }
-        QCoreApplication::exit(printer.failed ? 1 : 0);
+        QCoreApplication::exit(printer.failed ? ExitStatus::failure : ExitStatus::success);
     });
     const int status = QCoreApplication::exec();
     printer.flush();

@@ -1,3 +1,4 @@
+#include "base/ExitStatus.h"
 #include "cli/AccountCommands.h"
 #include "cli/CommandLineAsk.h"
 
@@ -10,8 +11,6 @@
 #endif
 
 namespace {
-
-constexpr int usageStatus = 64; // EX_USAGE
 
 const char usage[] = "usage: tavrin [--panel | --reply] | --ask QUESTION | --signin SERVER EMAIL | "
                      "--pair SERVER CODE | --whoami | --new-code | --signout | --help | --version\n";
@@ -58,13 +57,13 @@ int main(int argc, char* argv[])
 
     if (arguments.contains(QStringLiteral("--help"))) {
         std::fputs(usage, stdout);
-        return 0;
+        return ExitStatus::success;
     }
     if (arguments.contains(QStringLiteral("--version"))) {
         std::printf("tavrin %s\n", TAVRIN_VERSION);
-        return 0;
+        return ExitStatus::success;
     }
     // Without a display there is no application to start.
     std::fputs(usage, stderr);
-    return usageStatus;
+    return ExitStatus::usage;
 }

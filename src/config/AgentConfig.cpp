@@ -126,10 +126,11 @@ std::optional<AgentConfig> AgentConfig::load()
     return decode(bytes);
 }
 
-std::optional<Error> AgentConfig::save() const
+Result<void> AgentConfig::save() const
 {
-    if (auto failure = PrivateFile::makeDirectories(QFileInfo(fileURL()).absolutePath()))
-        return failure;
+    if (const Result<void> folder = PrivateFile::makeDirectories(QFileInfo(fileURL()).absolutePath());
+        !folder.ok())
+        return folder;
     return PrivateFile::write(fileURL(), encode());
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/Error.h"
+#include "base/Result.h"
 
 #include <QByteArray>
 #include <QString>
@@ -25,7 +26,7 @@ struct AgentConfig
     // A file that is not a regular one, or is larger than maxFileBytes, reads as none.
     static std::optional<AgentConfig> load();
     static constexpr qint64 maxFileBytes = 64 * 1024;
-    std::optional<Error> save() const;
+    Result<void> save() const;
     static void remove();
 
     std::optional<QUrl> legacyPairingURL() const;

@@ -18,7 +18,7 @@ Error fileError(const QString& what, const QString& path, int code, const QStrin
 
 namespace PrivateFile {
 
-std::optional<Error> makeDirectories(const QString& directory)
+Result<void> makeDirectories(const QString& directory)
 {
     const QString absolute = QDir::cleanPath(QFileInfo(directory).absoluteFilePath());
     QString path;
@@ -35,10 +35,10 @@ std::optional<Error> makeDirectories(const QString& directory)
     if (!info.isDir())
         return fileError(QStringLiteral("Could not create the folder"), absolute, ENOTDIR,
                          QString::fromLocal8Bit(std::strerror(ENOTDIR)));
-    return std::nullopt;
+    return {};
 }
 
-std::optional<Error> write(const QString& path, const QByteArray& bytes)
+Result<void> write(const QString& path, const QByteArray& bytes)
 {
     // QSaveFile would follow a symbolic link and replace whatever it points at; the link itself is
     // replaced instead.
@@ -71,7 +71,7 @@ std::optional<Error> write(const QString& path, const QByteArray& bytes)
         return fileError(QStringLiteral("Could not protect"), path, code,
                          QString::fromLocal8Bit(std::strerror(code)));
     }
-    return std::nullopt;
+    return {};
 }
 
 } // namespace PrivateFile

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/Error.h"
+#include "base/Result.h"
 
 #include <QByteArray>
 #include <QString>
@@ -11,9 +11,9 @@
 namespace PrivateFile {
 
 // Creates the folder and its missing parents, each with mode 0700; existing ones keep their mode.
-std::optional<Error> makeDirectories(const QString& directory);
+Result<void> makeDirectories(const QString& directory);
 // Replaces the file as a whole (readers see the old or the new bytes, never a part); mode 0600. A
 // symbolic link at the path is replaced, never followed.
-std::optional<Error> write(const QString& path, const QByteArray& bytes);
+Result<void> write(const QString& path, const QByteArray& bytes);
 
 } // namespace PrivateFile

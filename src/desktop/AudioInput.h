@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/Error.h"
+#include "base/Result.h"
 
 #include <QByteArray>
 #include <QObject>
@@ -15,7 +15,7 @@ public:
     using QObject::QObject;
 
     // Begins capturing; the error says why the microphone could not be opened.
-    virtual std::optional<Error> open() = 0;
+    virtual Result<void> open() = 0;
     // Stops capturing at once; nothing more is delivered until the next open().
     virtual void close() = 0;
     virtual bool isOpen() const = 0;

@@ -52,7 +52,7 @@ void Dictation::arm()
     if (m_state != State::Idle)
         return;
     m_preRoll.clear();
-    if (!m_audio->open())
+    if (m_audio->open().ok())
         m_state = State::Armed;
 }
 
@@ -64,7 +64,7 @@ void Dictation::disarm()
     m_state = State::Idle;
 }
 
-std::optional<Error> Dictation::start(QObject* context, TextHandler onPartial)
+Result<void> Dictation::start(QObject* context, TextHandler onPartial)
 {
     if (m_state == State::Capturing || m_state == State::Finishing)
         abandonRecognition();
@@ -76,9 +76,9 @@ std::optional<Error> Dictation::start(QObject* context, TextHandler onPartial)
     }
     if (!m_audio->isOpen()) {
         m_preRoll.clear();
-        if (auto error = m_audio->open()) {
+        if (Result<void> opened = m_audio->open(); !opened.ok()) {
             m_state = State::Idle;
-            return error;
+            return opened;
         }
     }
     m_partial = Pending{context, std::move(onPartial)};
@@ -86,7 +86,7 @@ std::optional<Error> Dictation::start(QObject* context, TextHandler onPartial)
     if (!m_preRoll.isEmpty())
         m_recognizer->appendAudio(std::exchange(m_preRoll, {}));
     m_state = State::Capturing;
-    return std::nullopt;
+    return {};
 }
 
 void Dictation::stop(QObject* context, TextHandler onFinal)

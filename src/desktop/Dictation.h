@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/Error.h"
+#include "base/Result.h"
 
 #include <QByteArray>
 #include <QObject>
@@ -48,7 +48,7 @@ public:
     void disarm();
 
     // Starts recognising, beginning with the audio since arm(). Partial transcripts go to onPartial.
-    std::optional<Error> start(QObject* context, TextHandler onPartial);
+    Result<void> start(QObject* context, TextHandler onPartial);
     // Ends the audio; onFinal receives the final transcript, trimmed, at most 1.2 s later.
     void stop(QObject* context, TextHandler onFinal);
     // Stops everything; a waiting stop() receives the empty text at once.

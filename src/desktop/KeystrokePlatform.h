@@ -14,4 +14,6 @@ public:
     // Whether the user still holds any key: a synthetic key sent now would be combined with it.
     virtual bool keysHeld() = 0;
     virtual void activate(const RunningApp& app) = 0;
+    // Whether the app's window is the active one, which receives the keys sent now.
+    virtual bool isActive(const RunningApp& app) = 0;
 };

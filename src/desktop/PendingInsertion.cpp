@@ -22,20 +22,23 @@ void PendingInsertion::start(const QString& text, const std::optional<RunningApp
         m_savedSelection = m_clipboard.selectionText();
         m_clipboard.setSelectionText(text);
     }
+    m_into = into;
     if (into) {
         m_keystrokes.activate(*into);
     }
     QTimer::singleShot(Keystroke::pasteDelay, this, [this] {
-        m_keyReleaseDeadline = QDeadlineTimer(Keystroke::keyReleaseWait);
+        m_readyDeadline = QDeadlineTimer(Keystroke::readyWait);
         paste();
     });
 }
 
 void PendingInsertion::paste()
 {
-    // A paste key combined with a key the user still holds (the hot key, a modifier) lands elsewhere.
-    if (m_keystrokes.keysHeld() && !m_keyReleaseDeadline.hasExpired()) {
-        QTimer::singleShot(Keystroke::keyReleasePoll, this, &PendingInsertion::paste);
+    // A paste key combined with a key the user still holds (the hot key, a modifier), or sent before
+    // the application is back in front, lands elsewhere.
+    const bool ready = !m_keystrokes.keysHeld() && (!m_into || m_keystrokes.isActive(*m_into));
+    if (!ready && !m_readyDeadline.hasExpired()) {
+        QTimer::singleShot(Keystroke::readyPoll, this, &PendingInsertion::paste);
         return;
     }
     m_keystrokes.sendKey(m_method.chord);

@@ -32,6 +32,7 @@ private:
     ClipboardContents m_saved;
     std::optional<QString> m_savedSelection;
     PasteMethod m_method;
+    std::optional<RunningApp> m_into;
     quint64 m_ourChange = 0;
-    QDeadlineTimer m_keyReleaseDeadline;
+    QDeadlineTimer m_readyDeadline;
 };

@@ -2,8 +2,6 @@
 
 #include "protocol/FlatJson.h"
 
-#include <algorithm>
-
 namespace {
 
 // Length of the horizontal blank (tab or Unicode space separator) that ends at `end`, or 0.
@@ -69,65 +67,16 @@ const QString fallbackLinkMessage = QStringLiteral("My Tavrin is working on it. 
 
 void EventLineParser::feed(QByteArrayView bytes, QList<AskEvent>& out)
 {
-    if (bytes.isEmpty())
-        return; // an empty read must not forget a CR that ended the previous one
-    const char* p = bytes.data();
-    const char* const end = p + bytes.size();
-    if (m_skipLineFeed && *p == '\n')
-        ++p;
-    m_skipLineFeed = false;
-    while (p != end) {
-        const char* lineEnd = std::find_if(p, end, [](char c) { return c == '\n' || c == '\r'; });
-        if (lineEnd == end) {
-            appendPartial({p, end - p});
-            return;
-        }
-        if (m_discarding) {
-            m_discarding = false;
-        } else if (m_partial.isEmpty()) {
-            takeLine({p, lineEnd - p}, out);
-        } else {
-            appendPartial({p, lineEnd - p});
-            if (!m_discarding)
-                takeLine(m_partial, out);
-            m_discarding = false;
-            m_partial.clear();
-        }
-        p = lineEnd + 1;
-        if (*lineEnd == '\r') {
-            if (p == end)
-                m_skipLineFeed = true;
-            else if (*p == '\n')
-                ++p;
-        }
-    }
+    m_lines.feed(bytes, [this, &out](QByteArrayView line) { takeLine(line, out); });
 }
 
 void EventLineParser::finish(QList<AskEvent>& out)
 {
-    if (!m_discarding && !m_partial.isEmpty())
-        takeLine(m_partial, out);
-    m_partial.clear();
-    m_discarding = false;
-    m_skipLineFeed = false;
-}
-
-void EventLineParser::appendPartial(QByteArrayView piece)
-{
-    if (m_discarding)
-        return;
-    if (m_partial.size() + piece.size() > maxLineBytes) {
-        m_discarding = true;
-        m_partial = QByteArray(); // give the memory back, not only the length
-        return;
-    }
-    m_partial.append(piece);
+    m_lines.finish([this, &out](QByteArrayView line) { takeLine(line, out); });
 }
 
 void EventLineParser::takeLine(QByteArrayView line, QList<AskEvent>& out)
 {
-    if (line.size() > maxLineBytes)
-        return;
     if (line.startsWith("event:")) {
         const QByteArrayView name = trimBlanks(line.sliced(6));
         static const std::pair<QByteArrayView, Name> known[] = {

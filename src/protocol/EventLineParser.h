@@ -1,6 +1,7 @@
 #pragma once
 
 #include "protocol/AskEvent.h"
+#include "protocol/LineSplitter.h"
 
 #include <QByteArray>
 #include <QByteArrayView>
@@ -24,10 +25,7 @@ private:
 
     void takeLine(QByteArrayView line, QList<AskEvent>& out);
     void takeData(QByteArrayView json, QList<AskEvent>& out) const;
-    void appendPartial(QByteArrayView piece);
 
-    QByteArray m_partial;
-    bool m_discarding = false;
-    bool m_skipLineFeed = false;
+    LineSplitter m_lines{maxLineBytes};
     Name m_name = Name::Other;
 };

@@ -1,9 +1,8 @@
 #include "service/AgentClient.h"
 
+#include "protocol/ErrorBody.h"
 #include "service/Http.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QTimer>
@@ -106,10 +105,10 @@ void AskStream::onFinished()
             return;
         emit event(e);
     }
-    end(std::nullopt);
+    end(Result<void>());
 }
 
-void AskStream::end(const std::optional<Error>& error)
+void AskStream::end(const Result<void>& outcome)
 {
     if (m_over)
         return;
@@ -120,7 +119,7 @@ void AskStream::end(const std::optional<Error>& error)
         m_reply->deleteLater();
     }
     if (!m_cancelled)
-        emit finished(error);
+        emit finished(outcome);
     deleteLater();
 }
 
@@ -139,10 +138,8 @@ Error failure(int status, const QByteArray& body)
         return {domain, status, QStringLiteral("This Mac is signed out. Open Tavrin and sign in again.")};
     if (status == 402)
         return {domain, status, QStringLiteral("You've reached today's limit. It resets at midnight.")};
-    const QJsonValue message = QJsonDocument::fromJson(body).object().value(QLatin1String("error"));
-    if (message.isString())
-        return {domain, status, message.toString()};
-    return {domain, status, QStringLiteral("Server returned HTTP %1").arg(status)};
+    return {domain, status,
+            ErrorBody::reason(body).value_or(QStringLiteral("Server returned HTTP %1").arg(status))};
 }
 
 } // namespace AgentClient

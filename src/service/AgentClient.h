@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/Error.h"
+#include "base/Result.h"
 #include "config/AgentConfig.h"
 #include "protocol/AskEvent.h"
 #include "protocol/AskRequest.h"
@@ -35,7 +36,7 @@ public:
 
 signals:
     void event(const AskEvent& event);
-    void finished(const std::optional<Error>& error);
+    void finished(const Result<void>& outcome);
 
 private:
     friend AskStream* AgentClient::ask(const AskRequest&, const AgentConfig&);
@@ -45,7 +46,7 @@ private:
     void failLater(const Error& error);
     void readBody();
     void onFinished();
-    void end(const std::optional<Error>& error);
+    void end(const Result<void>& outcome);
     int status() const;
 
     QPointer<QNetworkReply> m_reply;
@@ -55,4 +56,4 @@ private:
     bool m_cancelled = false;
 };
 
-Q_DECLARE_METATYPE(std::optional<Error>)
+Q_DECLARE_METATYPE(Result<void>)

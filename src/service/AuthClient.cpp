@@ -1,5 +1,6 @@
 #include "service/AuthClient.h"
 
+#include "protocol/ErrorBody.h"
 #include "service/Http.h"
 
 #include <QFile>
@@ -98,30 +99,25 @@ private:
     std::optional<Error> m_problem;
 };
 
-std::optional<ObjectReader> readerFor(const QByteArray& body, std::optional<Error>* problem)
+Result<ObjectReader> readerFor(const QByteArray& body)
 {
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(body, &parseError);
-    if (parseError.error != QJsonParseError::NoError) {
-        *problem = decodingError(QStringLiteral("not JSON (%1)").arg(parseError.errorString()));
-        return std::nullopt;
-    }
-    if (!document.isObject()) {
-        *problem = decodingError(QStringLiteral("not a JSON object"));
-        return std::nullopt;
-    }
+    if (parseError.error != QJsonParseError::NoError)
+        return decodingError(QStringLiteral("not JSON (%1)").arg(parseError.errorString()));
+    if (!document.isObject())
+        return decodingError(QStringLiteral("not a JSON object"));
     return ObjectReader(document.object());
 }
 
 template <typename T, typename Decode> Result<T> decode(const QByteArray& body, Decode decodeFields)
 {
-    std::optional<Error> problem;
-    auto reader = readerFor(body, &problem);
-    if (!reader)
-        return *problem;
-    T value = decodeFields(*reader);
-    if (reader->problem())
-        return *reader->problem();
+    Result<ObjectReader> reader = readerFor(body);
+    if (!reader.ok())
+        return reader.error();
+    T value = decodeFields(reader.value());
+    if (reader.value().problem())
+        return *reader.value().problem();
     return value;
 }
 
@@ -194,8 +190,8 @@ void send(QNetworkReply* reply, QObject* context, bool checked, int deadlineMs, 
             }
             const QByteArray body = reply->readAll();
             if (checked) {
-                if (auto failure = check(status.toInt(), body)) {
-                    done(*failure);
+                if (const Result<void> accepted = check(status.toInt(), body); !accepted.ok()) {
+                    done(accepted.error());
                     return;
                 }
             }
@@ -292,14 +288,12 @@ void authorizedRecord(const AgentConfig& config, const QString& path, Verb verb,
 
 } // namespace
 
-std::optional<Error> check(int status, const QByteArray& body)
+Result<void> check(int status, const QByteArray& body)
 {
     if (status >= 200 && status <= 299)
-        return std::nullopt;
-    const QJsonValue message = QJsonDocument::fromJson(body).object().value(QLatin1String("error"));
+        return {};
     return Error{failureDomain, status,
-                 message.isString() ? message.toString()
-                                    : QStringLiteral("Server returned HTTP %1").arg(status)};
+                 ErrorBody::reason(body).value_or(QStringLiteral("Server returned HTTP %1").arg(status))};
 }
 
 QString deviceName()
@@ -412,10 +406,9 @@ void signOut(const AgentConfig& config, QObject* context, std::function<void()> 
                [config, context, finish](const Result<QByteArray>& body) {
                    std::optional<qint64> current;
                    if (body.ok()) {
-                       std::optional<Error> problem;
-                       if (auto reader = readerFor(body.value(), &problem)) {
-                           current = reader->optionalInteger("current");
-                           if (reader->problem())
+                       if (Result<ObjectReader> reader = readerFor(body.value()); reader.ok()) {
+                           current = reader.value().optionalInteger("current");
+                           if (reader.value().problem())
                                current.reset();
                        }
                    }

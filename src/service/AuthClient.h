@@ -64,8 +64,8 @@ void newPairingCode(const AgentConfig& config, QObject* context, Callback<Pairin
 // Revokes this device on the service when it can, then always removes the stored configuration.
 void signOut(const AgentConfig& config, QObject* context, std::function<void()> done);
 
-// Judges a response: nothing for a 2xx status, else the service's `error` text or a generic message.
-std::optional<Error> check(int status, const QByteArray& body);
+// Judges a response: success for a 2xx status, else the service's `error` text or a generic message.
+Result<void> check(int status, const QByteArray& body);
 
 // The user-visible name of this computer, sent with every sign-in.
 QString deviceName();

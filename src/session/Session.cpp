@@ -62,15 +62,13 @@ void Session::begin(bool listening, bool replyToClipboard)
 {
     ++m_requestNumber;
     cancelStream();
-    // Read before the capture, which may use the clipboard itself.
-    const std::optional<QString> clipboard = replyToClipboard ? clipboardText() : std::nullopt;
     // The application is known at once; its text follows when it answers, within the capture's deadline.
     m_context = m_capture.start(this, [this](const FocusContext& context) {
         m_context = context;
         emit contextChanged();
     });
     emit contextChanged();
-    m_copied = clipboard;
+    m_copied = replyToClipboard ? clipboardText() : std::nullopt;
     emit copiedChanged();
     setRequest(QString());
     setAnswer(QString());
@@ -80,8 +78,10 @@ void Session::begin(bool listening, bool replyToClipboard)
     setPhase({listening ? Phase::Listening : Phase::Typing, {}});
     if (!listening)
         return;
-    if (auto failure = m_dictation->start(this, [this](const QString& partial) { setRequest(partial); }))
-        setPhase({Phase::Error, failure->message});
+    const Result<void> started =
+        m_dictation->start(this, [this](const QString& partial) { setRequest(partial); });
+    if (!started.ok())
+        setPhase({Phase::Error, started.error().message});
 }
 
 void Session::finishListening()
@@ -179,11 +179,11 @@ void Session::apply(const AskEvent& event)
     }
 }
 
-void Session::streamEnded(const std::optional<Error>& error)
+void Session::streamEnded(const Result<void>& outcome)
 {
     m_stream = nullptr;
-    if (error)
-        setPhase({Phase::Error, error->message});
+    if (!outcome.ok())
+        setPhase({Phase::Error, outcome.error().message});
     else if (!m_streamAnswered)
         setPhase({Phase::Error, emptyAnswer});
 }

@@ -106,7 +106,7 @@ private:
     void startStream(const AskRequest& request);
     void cancelStream();
     void apply(const AskEvent& event);
-    void streamEnded(const std::optional<Error>& error);
+    void streamEnded(const Result<void>& outcome);
     void autoInsertIfWanted();
     // Stores a property and announces it, only when it really changed.
     template <typename T> void assign(T& member, const T& value, void (Session::*changed)());

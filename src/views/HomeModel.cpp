@@ -143,9 +143,10 @@ void HomeModel::runTest()
         m_test->cancel();
     m_test = AgentClient::ask(request, *m_config);
     connect(m_test, &AskStream::event, this, &HomeModel::applyTestEvent);
-    connect(m_test, &AskStream::finished, this, [this](const std::optional<Error>& error) {
-        if (error)
-            assign(m_testOutput, QStringLiteral("⚠️ ") + error->message, &HomeModel::testOutputChanged);
+    connect(m_test, &AskStream::finished, this, [this](const Result<void>& outcome) {
+        if (!outcome.ok())
+            assign(m_testOutput, QStringLiteral("⚠️ ") + outcome.error().message,
+                   &HomeModel::testOutputChanged);
         assign(m_testing, false, &HomeModel::testingChanged);
     });
 }

@@ -199,25 +199,25 @@ void SignInModel::run(const Work& work)
 {
     setBusy(true);
     setMessage(std::nullopt);
-    work([this](const std::optional<Error>& error) {
-        if (error && !error->isCancellation())
-            setMessage(error->message);
+    work([this](const Result<void>& outcome) {
+        if (!outcome.ok() && !outcome.error().isCancellation())
+            setMessage(outcome.error().message);
         setBusy(false);
     });
 }
 
 void SignInModel::finishWithSession(const Result<AuthClient::Session>& session, const Finish& finish)
 {
-    finish(session.ok() ? done(session.value()) : session.error());
+    finish(session.ok() ? done(session.value()) : Result<void>(session.error()));
 }
 
-std::optional<Error> SignInModel::done(const AuthClient::Session& session)
+Result<void> SignInModel::done(const AuthClient::Session& session)
 {
     const AgentConfig config{trimmedOf(m_server, u"/ \n"), session.token, session.user.email};
-    if (std::optional<Error> failure = config.save())
-        return failure;
+    if (Result<void> saved = config.save(); !saved.ok())
+        return saved;
     emit signedIn(config);
-    return std::nullopt;
+    return {};
 }
 
 void SignInModel::login()
@@ -236,7 +236,7 @@ void SignInModel::sendCode()
         AuthClient::sendCode(m_server, m_email, &m_requests, [this, finish](const Result<QString>& purpose) {
             if (purpose.ok())
                 setCodeStep(true, purpose.value() == QLatin1String("verify"));
-            finish(purpose.ok() ? std::nullopt : std::optional(purpose.error()));
+            finish(purpose.ok() ? Result<void>() : Result<void>(purpose.error()));
         });
     });
 }
@@ -293,7 +293,7 @@ void SignInModel::takeGoogleCallback(const QUrl& callback, const Finish& finish)
     const std::optional<QString> ticket = firstItem(query, QStringLiteral("ticket"));
     if (firstItem(query, QStringLiteral("need")) == QLatin1String("invite") && ticket) {
         setInviteTicket(ticket);
-        finish(std::nullopt);
+        finish(Result<void>());
         return;
     }
     finish(
@@ -334,8 +334,8 @@ void SignInModel::completeSocial()
                 return;
             }
             const QByteArray answer = reply->read(socialCompleteBodyLimit + 1);
-            if (std::optional<Error> refused = AuthClient::check(status.toInt(), answer)) {
-                finish(refused);
+            if (Result<void> accepted = AuthClient::check(status.toInt(), answer); !accepted.ok()) {
+                finish(accepted);
                 return;
             }
             const Result<AuthClient::Session> session = readSession(answer);

@@ -102,13 +102,13 @@ signals:
     void signedIn(const AgentConfig& config);
 
 private:
-    using Finish = std::function<void(const std::optional<Error>&)>;
+    using Finish = std::function<void(const Result<void>&)>;
     using Work = std::function<void(const Finish&)>;
 
     void loadServerOptions();
     void run(const Work& work);
     void finishWithSession(const Result<AuthClient::Session>& session, const Finish& finish);
-    std::optional<Error> done(const AuthClient::Session& session);
+    Result<void> done(const AuthClient::Session& session);
     void takeGoogleCallback(const QUrl& callback, const Finish& finish);
     void setBusy(bool busy);
     void setMessage(const std::optional<QString>& message);

@@ -115,7 +115,7 @@ private slots:
     void saveCreatesPrivateFoldersAndFile()
     {
         const AgentConfig config{QStringLiteral("http://127.0.0.1:1/"), QStringLiteral("tok"), std::nullopt};
-        QCOMPARE(config.save(), std::nullopt);
+        QVERIFY(config.save().ok());
         QCOMPARE(modeOf(m_root.path()), mode_t(0755)); // an existing folder keeps its mode
         QCOMPARE(modeOf(m_root.filePath("home")), mode_t(0700));
         QCOMPARE(modeOf(m_root.filePath("home/.drovane")), mode_t(0700));
@@ -126,34 +126,24 @@ private slots:
 
     void saveTightensAnExistingFile()
     {
-        QVERIFY(PrivateFile::makeDirectories(QFileInfo(m_path).absolutePath()) == std::nullopt);
+        QVERIFY(PrivateFile::makeDirectories(QFileInfo(m_path).absolutePath()).ok());
         writeFile(m_path, "{}");
         QVERIFY(QFile::setPermissions(m_path, QFileDevice::ReadOwner | QFileDevice::WriteOwner |
                                                   QFileDevice::ReadGroup | QFileDevice::ReadOther));
         const AgentConfig config{QStringLiteral("u"), QStringLiteral("t"), QStringLiteral("e@x")};
-        QCOMPARE(config.save(), std::nullopt);
+        QVERIFY(config.save().ok());
         QCOMPARE(modeOf(m_path), mode_t(0600));
         QCOMPARE(AgentConfig::load(), config);
-    }
-
-    void removeIsQuietAndKeepsTheFolder()
-    {
-        AgentConfig::remove();
-        QVERIFY(!AgentConfig::load());
-        QCOMPARE((AgentConfig{QStringLiteral("u"), QStringLiteral("t"), std::nullopt}.save()), std::nullopt);
-        AgentConfig::remove();
-        QVERIFY(!QFile::exists(m_path));
-        QVERIFY(QFileInfo(m_path).absoluteDir().exists());
     }
 
     void saveReportsTheFileSystemError()
     {
         const QString blocker = m_root.filePath(QStringLiteral("blocker"));
         writeFile(blocker, "not a folder");
-        const auto failure = PrivateFile::makeDirectories(blocker + "/sub");
-        QVERIFY(failure.has_value());
-        QVERIFY2(failure->message.contains(QStringLiteral("blocker")), qPrintable(failure->message));
-        QCOMPARE(failure->domain, QStringLiteral("File"));
+        const Result<void> made = PrivateFile::makeDirectories(blocker + "/sub");
+        QVERIFY(!made.ok());
+        QVERIFY2(made.error().message.contains(QStringLiteral("blocker")), qPrintable(made.error().message));
+        QCOMPARE(made.error().domain, QStringLiteral("File"));
     }
 
     void legacyPairingLinkRoundTrips_data()

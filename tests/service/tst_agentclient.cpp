@@ -1,3 +1,4 @@
+#include "ClosedPort.h"
 #include "ScriptedServer.h"
 #include "service/AgentClient.h"
 
@@ -43,9 +44,10 @@ public:
     explicit Answer(AskStream* askStream) : stream(askStream)
     {
         connect(askStream, &AskStream::event, this, [this](const AskEvent& e) { events.append(e); });
-        connect(askStream, &AskStream::finished, this, [this](const std::optional<Error>& e) {
+        connect(askStream, &AskStream::finished, this, [this](const Result<void>& outcome) {
             ++finishes;
-            error = e;
+            if (!outcome.ok())
+                error = outcome.error();
         });
     }
 
@@ -221,14 +223,10 @@ private slots:
 
     void refusedConnectionIsATransportError()
     {
-        quint16 closedPort = 0;
-        {
-            QTcpServer probe;
-            QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
-            closedPort = probe.serverPort();
-        }
+        const ClosedPort closed;
+        QVERIFY(closed.port());
         Answer answer(AgentClient::ask(question("hi"),
-                                       configAt(QStringLiteral("http://127.0.0.1:%1").arg(closedPort))));
+                                       configAt(QStringLiteral("http://127.0.0.1:%1").arg(closed.port()))));
         QTRY_COMPARE(answer.finishes, 1);
         QVERIFY(answer.error);
         QCOMPARE(answer.error->domain, QStringLiteral("Network"));

@@ -1,3 +1,4 @@
+#include "ClosedPort.h"
 #include "ScriptedServer.h"
 #include "service/AuthClient.h"
 
@@ -72,17 +73,21 @@ private slots:
             << 404 << QByteArray("{}") << QStringLiteral("Server returned HTTP 404");
         QTest::newRow("error not a string")
             << 502 << QByteArray(R"({"error":3})") << QStringLiteral("Server returned HTTP 502");
+        QTest::newRow("nested error message")
+            << 503 << QByteArray(R"({"error":{"message":" model down "}})") << QStringLiteral("model down");
+        QTest::newRow("blank error text")
+            << 500 << QByteArray(R"({"error":"  "})") << QStringLiteral("Server returned HTTP 500");
     }
     void checkJudgesStatusAndBody()
     {
         QFETCH(int, status);
         QFETCH(QByteArray, body);
         QFETCH(QString, message);
-        const auto failure = AuthClient::check(status, body);
-        QCOMPARE(failure.has_value(), !message.isEmpty());
-        if (failure) {
-            QCOMPARE(failure->message, message);
-            QCOMPARE(failure->domain, AuthClient::failureDomain);
+        const Result<void> judged = AuthClient::check(status, body);
+        QCOMPARE(judged.ok(), message.isEmpty());
+        if (!judged.ok()) {
+            QCOMPARE(judged.error().message, message);
+            QCOMPARE(judged.error().domain, AuthClient::failureDomain);
         }
     }
 
@@ -210,7 +215,7 @@ private slots:
         ScriptedServer server;
         server.enqueue(json(200, devices));
         server.enqueue(json(200, "{}"));
-        QCOMPARE(configFor(server).save(), std::nullopt);
+        QVERIFY(configFor(server).save().ok());
         bool done = false;
         AuthClient::signOut(configFor(server), this, [&done] { done = true; });
         QTRY_VERIFY(done);
@@ -224,14 +229,11 @@ private slots:
 
     void signOutForgetsEvenWithTheServerDown()
     {
-        quint16 closedPort = 0;
-        {
-            ScriptedServer gone;
-            closedPort = gone.port();
-        }
-        const AgentConfig config{QStringLiteral("http://127.0.0.1:%1").arg(closedPort), QStringLiteral("t"),
-                                 std::nullopt};
-        QCOMPARE(config.save(), std::nullopt);
+        const ClosedPort closed;
+        QVERIFY(closed.port());
+        const AgentConfig config{QStringLiteral("http://127.0.0.1:%1").arg(closed.port()),
+                                 QStringLiteral("t"), std::nullopt};
+        QVERIFY(config.save().ok());
         bool done = false;
         AuthClient::signOut(config, this, [&done] { done = true; });
         QTRY_VERIFY(done);

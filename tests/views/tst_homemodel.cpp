@@ -24,7 +24,7 @@ ScriptedResponse userAnswer(const QByteArray& email)
 
 void signIn(const QString& serverURL)
 {
-    QVERIFY(!AgentConfig({serverURL, QStringLiteral("tok"), std::nullopt}).save());
+    QVERIFY(AgentConfig({serverURL, QStringLiteral("tok"), std::nullopt}).save().ok());
 }
 
 ScriptedResponse errorAnswer(int status, const QByteArray& body)

@@ -67,7 +67,7 @@ private slots:
             ScriptedResponse()
                 .header("Content-Type", "application/json")
                 .part("{\"user\":{\"email\":\"ada@example.com\",\"plan\":\"pro\",\"role\":\"member\"}}"));
-        QVERIFY(!AgentConfig({service.url().toString(), QStringLiteral("tok"), std::nullopt}).save());
+        QVERIFY(AgentConfig({service.url().toString(), QStringLiteral("tok"), std::nullopt}).save().ok());
         FakeAccessibilitySwitch accessibility;
         accessibility.enabled = true;
         FakeVoiceCheck voice;
@@ -149,7 +149,7 @@ private slots:
                             .header("Content-Type", "text/event-stream")
                             .heldPart("event: delta\ndata: {\"t\":\"Polite.\"}\nevent: done\ndata: "
                                       "{\"ms\":800,\"route\":\"rewrite\"}\n"));
-        QVERIFY(!AgentConfig({service.url().toString(), QStringLiteral("tok"), std::nullopt}).save());
+        QVERIFY(AgentConfig({service.url().toString(), QStringLiteral("tok"), std::nullopt}).save().ok());
         model();
         QTRY_COMPARE(service.requests().size(), 1);
         QAbstractButton* ask = visibleButton(m_view.get(), QStringLiteral("Ask"));

@@ -194,7 +194,8 @@ std::optional<FocusedElement> AtspiAccessibility::focusedElement(qint64 processI
         // Qt's event loop on this thread iterates the thread's GLib context.
         if (GMainContext* context = g_main_context_get_thread_default())
             atspi_set_main_context(context);
-        // The registry and the bus answer at once; an application slower than this is not answering.
+        // AT-SPI's own call time-out, without the 15 s it grants applications that started lately, so
+        // that a silent application holds this thread for no longer. The setting is process-wide.
         atspi_set_timeout(callTimeoutMs, callTimeoutMs);
         m_initialized = true;
     }

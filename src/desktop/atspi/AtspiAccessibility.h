@@ -14,7 +14,7 @@ public:
     // and the search stops at the deadline.
     std::optional<FocusedElement> focusedElement(qint64 processId, QDeadlineTimer deadline);
 
-    static constexpr int callTimeoutMs = 200;
+    static constexpr int callTimeoutMs = 800;
 
 private:
     bool m_initialized = false;

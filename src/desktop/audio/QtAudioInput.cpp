@@ -41,10 +41,10 @@ QAudioDevice QtAudioInput::chooseDevice()
     return m_deviceId.isEmpty() ? QMediaDevices::defaultAudioInput() : QAudioDevice();
 }
 
-std::optional<Error> QtAudioInput::open()
+Result<void> QtAudioInput::open()
 {
     if (m_source)
-        return std::nullopt;
+        return {};
     const QAudioDevice device = chooseDevice();
     if (device.isNull())
         return audioError(QStringLiteral("No microphone was found"));
@@ -62,7 +62,7 @@ std::optional<Error> QtAudioInput::open()
             QStringLiteral("The microphone \"%1\" could not be opened").arg(device.description()));
     }
     connect(m_stream, &QIODevice::readyRead, this, &QtAudioInput::readAvailable);
-    return std::nullopt;
+    return {};
 }
 
 void QtAudioInput::close()

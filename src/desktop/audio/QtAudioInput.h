@@ -19,7 +19,7 @@ public:
     explicit QtAudioInput(QByteArray deviceId = {}, QObject* parent = nullptr);
     ~QtAudioInput() override;
 
-    std::optional<Error> open() override;
+    Result<void> open() override;
     void close() override;
     bool isOpen() const override { return m_source != nullptr; }
     bool hasInput() const override;

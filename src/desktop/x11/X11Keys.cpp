@@ -35,11 +35,22 @@ xcb_keysym_t keysymFor(Qt::Key key)
 } // namespace
 
 X11Keys::X11Keys(xcb_connection_t* connection)
-    : m_symbols(connection ? xcb_key_symbols_alloc(connection) : nullptr)
+    : m_connection(connection), m_symbols(connection ? xcb_key_symbols_alloc(connection) : nullptr)
 {
-    if (connection) {
-        m_numLockMask = findNumLockMask(connection);
+    m_numLockMask = findNumLockMask();
+}
+
+void X11Keys::reload()
+{
+    if (!m_connection) {
+        return;
     }
+    if (m_symbols) {
+        xcb_key_symbols_free(m_symbols);
+    }
+    // The symbols are fetched again on first use.
+    m_symbols = xcb_key_symbols_alloc(m_connection);
+    m_numLockMask = findNumLockMask();
 }
 
 X11Keys::~X11Keys()
@@ -101,11 +112,14 @@ QList<xcb_keycode_t> X11Keys::modifierKeycodes(Qt::KeyboardModifiers modifiers) 
     return codes;
 }
 
-uint16_t X11Keys::findNumLockMask(xcb_connection_t* connection) const
+uint16_t X11Keys::findNumLockMask() const
 {
+    if (!m_connection) {
+        return 0;
+    }
     const xcb_keycode_t numLock = keycodeForKeysym(XK_Num_Lock);
     const XcbReply<xcb_get_modifier_mapping_reply_t> mapping(
-        xcb_get_modifier_mapping_reply(connection, xcb_get_modifier_mapping(connection), nullptr));
+        xcb_get_modifier_mapping_reply(m_connection, xcb_get_modifier_mapping(m_connection), nullptr));
     if (!mapping || numLock == 0) {
         return 0;
     }

@@ -23,9 +23,13 @@ public:
     // The mask of NumLock, which varies between keyboard maps.
     uint16_t numLockMask() const { return m_numLockMask; }
 
-private:
-    uint16_t findNumLockMask(xcb_connection_t* connection) const;
+    // Reads the keyboard map afresh, after the server announced that it changed.
+    void reload();
 
+private:
+    uint16_t findNumLockMask() const;
+
+    xcb_connection_t* m_connection;
     xcb_key_symbols_t* m_symbols;
     uint16_t m_numLockMask = 0;
 };

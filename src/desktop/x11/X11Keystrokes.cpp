@@ -53,6 +53,13 @@ bool X11Keystrokes::keysHeld()
     return false;
 }
 
+bool X11Keystrokes::isActive(const RunningApp& app)
+{
+    return m_connection.isOpen() &&
+           m_connection.cardinalProperty(m_connection.root(), m_connection.atom("_NET_ACTIVE_WINDOW"),
+                                         XCB_ATOM_WINDOW) == app.window;
+}
+
 void X11Keystrokes::activate(const RunningApp& app)
 {
     if (!m_connection.isOpen() || app.window == 0) {

@@ -14,6 +14,7 @@ public:
     void sendKey(const KeyChord& chord) override;
     bool keysHeld() override;
     void activate(const RunningApp& app) override;
+    bool isActive(const RunningApp& app) override;
 
 private:
     X11Connection& m_connection;

@@ -138,7 +138,7 @@ private:
     void launch(const std::optional<AgentConfig>& config)
     {
         if (config)
-            QVERIFY(!config->save());
+            QVERIFY(config->save().ok());
         else
             AgentConfig::remove();
         m_app = std::make_unique<AppDelegate>();
@@ -226,7 +226,7 @@ private slots:
 
         // Identical content changes nothing; the next real change rebuilds once.
         rebuilt.clear();
-        QVERIFY(!AgentConfig::load()->save());
+        QVERIFY(AgentConfig::load()->save().ok());
         TavrinProcess signOut({"--signout"}, environment);
         QVERIFY(signOut.finish());
         QTRY_VERIFY_WITH_TIMEOUT(menuItem(QStringLiteral("Sign in…")), 3000);

@@ -88,6 +88,7 @@ public:
     QList<RunningApp> activated;
     // How many more times keysHeld() answers true, as if the user were still letting go.
     int heldPolls = 0;
+    int backgroundPolls = 0;
     QElapsedTimer clock;
 
     void sendKey(const KeyChord& chord) override
@@ -96,6 +97,14 @@ public:
     }
     bool keysHeld() override { return heldPolls > 0 && heldPolls-- > 0; }
     void activate(const RunningApp& app) override { activated.append(app); }
+    // The last activated application is in front, once it has taken backgroundPolls more looks.
+    bool isActive(const RunningApp& app) override
+    {
+        if (backgroundPolls > 0 && backgroundPolls-- > 0) {
+            return false;
+        }
+        return !activated.isEmpty() && activated.last() == app;
+    }
 
 private:
     Clipboard& m_clipboard;

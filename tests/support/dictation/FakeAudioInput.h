@@ -9,13 +9,13 @@ class FakeAudioInput : public AudioInput
 public:
     using AudioInput::AudioInput;
 
-    std::optional<Error> open() override
+    Result<void> open() override
     {
         if (openError)
-            return openError;
+            return *openError;
         m_open = true;
         ++openCount;
-        return std::nullopt;
+        return {};
     }
     void close() override { m_open = false; }
     bool isOpen() const override { return m_open; }
