@@ -39,31 +39,17 @@ private slots:
         QFile::remove(mailbox());
     }
 
-    void password_data()
-    {
-        QTest::addColumn<QString>("typed");
-        QTest::addColumn<bool>("signsIn");
-        QTest::newRow("right") << anaPassword << true;
-        QTest::newRow("wrong") << "horse" << false;
-    }
     void password()
     {
-        QFETCH(QString, typed);
-        QFETCH(bool, signsIn);
-
         SignInModel model(m_web);
         model.setServer(m_service->url(QString()));
         QTRY_VERIFY(model.serverConfig().has_value());
         model.setEmail(ana);
-        model.setPassword(typed);
+        model.setPassword(anaPassword);
         QSignalSpy signedIn(&model, &SignInModel::signedIn);
         model.login();
-        QTRY_VERIFY(!model.busy());
-        QCOMPARE(signedIn.size(), signsIn ? 1 : 0);
-        QCOMPARE(model.hasMessage(), !signsIn);
-        QCOMPARE(AgentConfig::load().has_value(), signsIn);
-        if (signsIn)
-            QCOMPARE(AgentConfig::load()->email, ana);
+        QVERIFY2(signedIn.wait(), qPrintable(model.message()));
+        QCOMPARE(AgentConfig::load()->email, ana);
     }
 
     void emailedCode_data()
