@@ -179,7 +179,6 @@ private slots:
         QTest::addColumn<QByteArray>("contents");
         QTest::newRow("missing") << QByteArray();
         QTest::newRow("broken JSON") << QByteArray("{\"serverURL\":");
-        QTest::newRow("no token") << QByteArray("{\"serverURL\":\"http://127.0.0.1:1\"}");
     }
     void noConfiguration()
     {
