@@ -12,7 +12,6 @@
 #include <QImage>
 #include <QPainter>
 #include <QSettings>
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -250,9 +249,7 @@ private slots:
         QFETCH(QString, askShortcut);
         QFETCH(QString, text);
         QFETCH(QString, expected);
-        QSignalSpy changes(&Preferences::shared(), &Preferences::didChange);
         Preferences::setAskShortcut(askShortcut);
-        QCOMPARE(changes.size(), 1);
         QCOMPARE(PlatformWords::localize(text), expected);
     }
 };
