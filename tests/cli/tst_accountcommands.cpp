@@ -55,8 +55,8 @@ private:
     }
 
 private slots:
-    void init() { m_service = std::make_unique<RunningService>(accountService()); }
-    void cleanup() { m_service.reset(); }
+    void initTestCase() { m_service = std::make_unique<RunningService>(accountService()); }
+    void cleanupTestCase() { m_service.reset(); }
 
     void signInPairAndSignOut()
     {
