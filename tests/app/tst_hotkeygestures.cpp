@@ -164,25 +164,25 @@ private slots:
         QCOMPARE(m_panel.shown, (QList<bool>{false, true}));
     }
 
-    void tapFromOutsideActsAsAPressAndRelease()
+    // A tap from outside (the status menu, a second start) acts as a press and release; the reply
+    // shortcut replies to the copied text. A second one closes the panel again.
+    void tapAndReplyToggleThePanel_data()
     {
-        m_gestures->tap();
+        QTest::addColumn<bool>("reply");
+        QTest::newRow("tap") << false;
+        QTest::newRow("reply") << true;
+    }
+    void tapAndReplyToggleThePanel()
+    {
+        QFETCH(bool, reply);
+        m_desktop->board.copyByUser(FakeClipboard::textContents(QStringLiteral("  See you at 3?\n")));
+        const auto gesture = [&] { reply ? m_gestures->replyToClipboard() : m_gestures->tap(); };
+        gesture();
         QCOMPARE(phase(), Phase::Typing);
+        QCOMPARE(session().copied(), reply ? std::optional(QStringLiteral("See you at 3?")) : std::nullopt);
         QCOMPARE(m_panel.shown, QList<bool>{true});
         QVERIFY(!m_fakes.microphone->isOpen());
-        m_gestures->tap();
-        QCOMPARE(phase(), Phase::Idle);
-        QCOMPARE(m_closes, 1);
-    }
-
-    void replyTogglesAReplyToTheClipboard()
-    {
-        m_desktop->board.copyByUser(FakeClipboard::textContents(QStringLiteral("  See you at 3?\n")));
-        m_gestures->replyToClipboard();
-        QCOMPARE(phase(), Phase::Typing);
-        QCOMPARE(session().copied(), QStringLiteral("See you at 3?"));
-        QCOMPARE(m_panel.shown, QList<bool>{true});
-        m_gestures->replyToClipboard();
+        gesture();
         QCOMPARE(phase(), Phase::Idle);
         QCOMPARE(m_closes, 1);
     }

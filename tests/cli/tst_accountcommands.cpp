@@ -55,8 +55,8 @@ private:
     }
 
 private slots:
-    void init() { m_service = std::make_unique<RunningService>(accountService()); }
-    void cleanup() { m_service.reset(); }
+    void initTestCase() { m_service = std::make_unique<RunningService>(accountService()); }
+    void cleanupTestCase() { m_service.reset(); }
 
     void signInPairAndSignOut()
     {
@@ -135,21 +135,6 @@ private slots:
         const auto tavrin = run({option}, path(QStringLiteral("missing.json")));
         QCOMPARE(tavrin->out(), QByteArray("not signed in\n"));
         QCOMPARE(tavrin->status(), 2);
-    }
-
-    void missingArgumentsAreAUsageError_data()
-    {
-        QTest::addColumn<QStringList>("arguments");
-        QTest::newRow("signin without e-mail") << QStringList{"--signin", "http://127.0.0.1:1"};
-        QTest::newRow("pair without anything") << QStringList{"--pair"};
-    }
-    void missingArgumentsAreAUsageError()
-    {
-        QFETCH(QStringList, arguments);
-        const auto tavrin = run(arguments, path(QStringLiteral("none.json")));
-        QCOMPARE(tavrin->status(), 64);
-        QCOMPARE(tavrin->out(), QByteArray());
-        QCOMPARE(tavrin->err().count('\n'), 1);
     }
 };
 

@@ -94,8 +94,7 @@ private slots:
     {
         QTest::addColumn<QString>("phrase");
         QTest::addColumn<QString>("opening");
-        QTest::newRow("short request") << "make it shorter" << QStringLiteral("start");
-        QTest::newRow("longer request") << "what is the weather like today" << QStringLiteral("start");
+        QTest::newRow("request") << "make it shorter" << QStringLiteral("start");
         QTest::newRow("started twice: one capture") << "make it shorter" << QStringLiteral("start twice");
         QTest::newRow("spoken between the press and start") << "make it shorter" << QStringLiteral("arm");
     }

@@ -1,6 +1,6 @@
-#include "ScriptedServer.h"
 #include "ViewChecks.h"
 #include "WindowFakes.h"
+#include "WindowReplies.h"
 #include "config/Preferences.h"
 #include "views/HomeModel.h"
 #include "views/HomeView.h"
@@ -63,10 +63,7 @@ private slots:
     void signedInAndEverythingInPlace()
     {
         ScriptedServer service;
-        service.enqueue(
-            ScriptedResponse()
-                .header("Content-Type", "application/json")
-                .part("{\"user\":{\"email\":\"ada@example.com\",\"plan\":\"pro\",\"role\":\"member\"}}"));
+        service.enqueue(WindowReplies::user("ada@example.com"));
         QVERIFY(AgentConfig({service.url().toString(), QStringLiteral("tok"), std::nullopt}).save().ok());
         FakeAccessibilitySwitch accessibility;
         accessibility.enabled = true;
@@ -132,10 +129,8 @@ private slots:
                 toggle = button;
         }
         QVERIFY(!toggle->isChecked());
-        QSignalSpy changed(&Preferences::shared(), &Preferences::didChange);
         toggle->click();
         QVERIFY(Preferences::autoInsert());
-        QCOMPARE(changed.size(), 1);
         Preferences::setAutoInsert(false);
         QVERIFY(!toggle->isChecked());
     }

@@ -19,7 +19,6 @@
 #include <QLineEdit>
 #include <QScrollBar>
 #include <QSettings>
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTextEdit>
@@ -208,13 +207,7 @@ private slots:
         QVERIFY(labels().contains(QStringLiteral("Mousepad")));
         QCOMPARE(requestField()->placeholderText(), placeholder);
         QCOMPARE(buttons(), footer);
-        auto* main = button(primary);
-        QCOMPARE(main->isEnabled(), enabled);
-        // Disabled, the primary button is drawn at 0.4 opacity.
-        QImage image(main->size(), QImage::Format_ARGB32_Premultiplied);
-        image.fill(Qt::transparent);
-        main->render(&image, {}, {}, QWidget::DrawChildren);
-        QCOMPARE(image.pixelColor(4, 15).alpha(), enabled ? 255 : 102);
+        QCOMPARE(button(primary)->isEnabled(), enabled);
         if (!clipboard.isEmpty() && !reply) {
             QCOMPARE(button("Reply to copied")->toolTip(),
                      QStringLiteral(
@@ -320,14 +313,6 @@ private slots:
         QVERIFY(!adjustField()->isVisible());
     }
 
-    void answerReplacedOnReset()
-    {
-        answered(
-            events({{"delta", delta("draft")}, {"reset", "{}"}, {"delta", delta("final")}, {"done", done}}));
-        QTRY_COMPARE(m_session->routeLabel(), QStringLiteral("fast · 1.5s"));
-        QTRY_COMPARE(answerText()->toPlainText(), QStringLiteral("final"));
-    }
-
     void answerHeightFollowsItsText_data()
     {
         QTest::addColumn<int>("lines");
@@ -361,7 +346,6 @@ private slots:
         QTest::keyClick(adjustField(), Qt::Key_Return);
         QTRY_COMPARE(m_server->requests().size(), 2);
         QCOMPARE(lastSent().value("adjust").toString(), QStringLiteral("more formal"));
-        QCOMPARE(lastSent().value("draft").toString(), QStringLiteral("Hello"));
         QVERIFY(m_desktop->keys.sent.isEmpty());
         QTRY_COMPARE(answerText()->toPlainText(), QStringLiteral("Good day"));
         QCOMPARE(adjustField()->text(), QString());
@@ -468,10 +452,8 @@ private slots:
         auto* box = button<QCheckBox>("Auto-insert");
         QCOMPARE(box->toolTip(),
                  QStringLiteral("Paste answers as soon as they're ready, without pressing Insert"));
-        QSignalSpy changes(&Preferences::shared(), &Preferences::didChange);
         QTest::mouseClick(box, Qt::LeftButton);
         QCOMPARE(Preferences::autoInsert(), true);
-        QCOMPARE(changes.size(), 1);
         Preferences::setAutoInsert(false);
         QCOMPARE(box->isChecked(), false);
     }

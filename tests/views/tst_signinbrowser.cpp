@@ -1,9 +1,5 @@
-#include "ScriptedServer.h"
 #include "app/BrowserSignIn.h"
-#include "views/SignInModel.h"
 
-#include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QUrlQuery>
 
@@ -49,12 +45,6 @@ class SignInBrowserTest : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase()
-    {
-        QVERIFY(m_home.isValid());
-        qputenv("MORVIK_CONFIG_PATH", QFile::encodeName(m_home.filePath(QStringLiteral("config.json"))));
-    }
-
     void theStartAddressCarriesAFreshState()
     {
         Opened opened;
@@ -116,14 +106,6 @@ private slots:
         }
     }
 
-    void aCallbackWithNothingPendingIsIgnored()
-    {
-        Opened opened;
-        BrowserSignIn browser(opened.opener(), 10s);
-        QVERIFY(!browser.deliver(callback(QStringLiteral("status=ok&code=C&state=guess"))));
-        QVERIFY(opened.urls.isEmpty());
-    }
-
     void theWaitEnds_data()
     {
         QTest::addColumn<QString>("how");
@@ -155,49 +137,6 @@ private slots:
         QVERIFY(!browser.isPending());
         QVERIFY(!browser.deliver(callback(QStringLiteral("state=") + opened.state())));
     }
-
-    void signingInThroughTheBrowser()
-    {
-        ScriptedServer server;
-        Opened opened;
-        BrowserSignIn browser(opened.opener(), 10s);
-        SignInModel model(browser);
-        model.setServer(server.url().toString());
-        server.enqueue(ScriptedResponse()
-                           .header("Content-Type", "application/json")
-                           .part("{\"google\":true,\"email\":false,\"invite_only\":true}"));
-        server.enqueue(ScriptedResponse()
-                           .header("Content-Type", "application/json")
-                           .part("{\"token\":\"tok-g\",\"user\":{\"email\":\"gus@example.com\",\"plan\":"
-                                 "\"free\",\"role\":\"member\"}}"));
-        QSignalSpy signedIn(&model, &SignInModel::signedIn);
-        model.google();
-        QCOMPARE(opened.urls.size(), 1);
-        QVERIFY(model.busy());
-        QVERIFY(!browser.deliver(callback(QStringLiteral("status=ok&code=FORGED&state=nope"))));
-        QVERIFY(browser.deliver(callback(QStringLiteral("status=ok&code=G1&state=") + opened.state())));
-        QVERIFY(signedIn.wait());
-        QCOMPARE(AgentConfig::load()->token, QStringLiteral("tok-g"));
-    }
-
-    void closingTheWindowDropsALateCallback()
-    {
-        Opened opened;
-        BrowserSignIn browser(opened.opener(), 10s);
-        SignInModel model(browser);
-        model.setServer(QStringLiteral("http://127.0.0.1:1"));
-        QSignalSpy signedIn(&model, &SignInModel::signedIn);
-        model.google();
-        const QString state = opened.state();
-        model.closed();
-        QTRY_VERIFY(!model.busy());
-        QVERIFY(!model.hasMessage());
-        QVERIFY(!browser.deliver(callback(QStringLiteral("status=ok&code=LATE&state=") + state)));
-        QVERIFY(signedIn.isEmpty());
-    }
-
-private:
-    QTemporaryDir m_home;
 };
 
 QTEST_GUILESS_MAIN(SignInBrowserTest)

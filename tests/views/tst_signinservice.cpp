@@ -39,33 +39,6 @@ private slots:
         QFile::remove(mailbox());
     }
 
-    void password_data()
-    {
-        QTest::addColumn<QString>("typed");
-        QTest::addColumn<bool>("signsIn");
-        QTest::newRow("right") << anaPassword << true;
-        QTest::newRow("wrong") << "horse" << false;
-    }
-    void password()
-    {
-        QFETCH(QString, typed);
-        QFETCH(bool, signsIn);
-
-        SignInModel model(m_web);
-        model.setServer(m_service->url(QString()));
-        QTRY_VERIFY(model.serverConfig().has_value());
-        model.setEmail(ana);
-        model.setPassword(typed);
-        QSignalSpy signedIn(&model, &SignInModel::signedIn);
-        model.login();
-        QTRY_VERIFY(!model.busy());
-        QCOMPARE(signedIn.size(), signsIn ? 1 : 0);
-        QCOMPARE(model.hasMessage(), !signsIn);
-        QCOMPARE(AgentConfig::load().has_value(), signsIn);
-        if (signsIn)
-            QCOMPARE(AgentConfig::load()->email, ana);
-    }
-
     void emailedCode_data()
     {
         QTest::addColumn<QString>("email");
@@ -94,30 +67,6 @@ private slots:
         model.submitCode(model.verifyCode());
         QVERIFY2(signedIn.wait(), qPrintable(model.message()));
         QCOMPARE(AgentConfig::load()->email, email);
-    }
-
-    void pairingCode()
-    {
-        RunningService& running = *m_service;
-        ServiceClient client;
-        const QString token =
-            client
-                .post(running.url(QStringLiteral("auth/login")), {{"email", ana}, {"password", anaPassword}})
-                .json()["token"]
-                .toString();
-        const QString code =
-            client.postNothing(running.url(QStringLiteral("v1/pairing")), token).json()["code"].toString();
-        QVERIFY(!code.isEmpty());
-
-        SignInModel model(m_web);
-        model.setServer(running.url(QString()));
-        model.setMode(SignInModel::Mode::Pairing);
-        model.setCode(code);
-        QVERIFY(model.canPair());
-        QSignalSpy signedIn(&model, &SignInModel::signedIn);
-        model.pair();
-        QVERIFY2(signedIn.wait(), qPrintable(model.message()));
-        QCOMPARE(AgentConfig::load()->email, ana);
     }
 
     void googleWithAndWithoutAccount_data()

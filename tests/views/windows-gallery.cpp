@@ -1,7 +1,7 @@
 // Shows one window in a chosen state and appearance, for screenshots of the docs and for looking at
 // the layout by eye: windows-gallery home|home-signed-out|signin|signin-invite|pair|pair-legacy light|dark
-#include "ScriptedServer.h"
 #include "WindowFakes.h"
+#include "WindowReplies.h"
 #include "views/HomeModel.h"
 #include "views/HomeView.h"
 #include "views/PairModel.h"
@@ -43,10 +43,7 @@ int main(int argc, char** argv)
     if (window == QLatin1String("home")) {
         AgentConfig({service.url().toString(), QStringLiteral("tok"), QStringLiteral("ada@example.com")})
             .save();
-        service.enqueue(
-            ScriptedResponse()
-                .header("Content-Type", "application/json")
-                .part("{\"user\":{\"email\":\"ada@example.com\",\"plan\":\"pro\",\"role\":\"member\"}}"));
+        service.enqueue(WindowReplies::user("ada@example.com"));
         service.enqueue(ScriptedResponse()
                             .header("Content-Type", "text/event-stream")
                             .part("event: delta\ndata: {\"t\":\"Could you send me the file when you have a "
@@ -71,12 +68,8 @@ int main(int argc, char** argv)
     std::unique_ptr<SignInModel> signInModel;
     FakeWebAuthSession browser;
     if (window == QLatin1String("signin")) {
-        service.enqueue(ScriptedResponse()
-                            .header("Content-Type", "application/json")
-                            .part("{\"google\":true,\"email\":true,\"invite_only\":true}"));
-        service.enqueue(ScriptedResponse(401)
-                            .header("Content-Type", "application/json")
-                            .part("{\"error\":\"Wrong e-mail or password.\"}"));
+        service.enqueue(WindowReplies::signInOptions(true, true));
+        service.enqueue(WindowReplies::refusal(401, "Wrong e-mail or password."));
         signInModel = std::make_unique<SignInModel>(browser);
         signInModel->setServer(service.url().toString());
         signInModel->setEmail(QStringLiteral("ada@example.com"));
@@ -86,9 +79,7 @@ int main(int argc, char** argv)
         QTimer::singleShot(300, signInModel.get(), &SignInModel::login);
     }
     if (window == QLatin1String("signin-invite")) {
-        service.enqueue(ScriptedResponse()
-                            .header("Content-Type", "application/json")
-                            .part("{\"google\":true,\"email\":false,\"invite_only\":true}"));
+        service.enqueue(WindowReplies::signInOptions(true, false));
         signInModel = std::make_unique<SignInModel>(browser);
         signInModel->setServer(service.url().toString());
         signInModel->setMode(SignInModel::Mode::Pairing);
@@ -99,10 +90,7 @@ int main(int argc, char** argv)
     }
     std::unique_ptr<PairModel> pairModel;
     if (window == QLatin1String("pair")) {
-        service.enqueue(ScriptedResponse()
-                            .header("Content-Type", "application/json")
-                            .part("{\"code\":\"K7PQ4M2X\",\"deep_link\":\"morvik:/"
-                                  "/pair?code=K7PQ4M2X\",\"expires_in\":272}"));
+        service.enqueue(WindowReplies::pairing("K7PQ4M2X", 272));
         pairModel = std::make_unique<PairModel>(
             AgentConfig{service.url().toString(), QStringLiteral("tok"), QStringLiteral("ada@example.com")});
         shown = std::make_unique<PairView>(*pairModel);
