@@ -6,8 +6,6 @@
 #include "SessionReply.h"
 
 #include <QJsonArray>
-#include <QUrl>
-#include <QUrlQuery>
 #include <httplib.h>
 
 namespace {
@@ -20,50 +18,18 @@ QString text(const QJsonObject& body, const char* key)
     return body.value(QLatin1String(key)).toString();
 }
 
-// The link a phone opens to pair: it names this service as the agent reached it, and the code.
-QString pairingLink(const httplib::Request& request, const QString& code)
-{
-    QUrlQuery query;
-    query.addQueryItem(QStringLiteral("server"),
-                       QStringLiteral("http://") + QString::fromStdString(request.get_header_value("Host")));
-    query.addQueryItem(QStringLiteral("code"), code);
-    QUrl link;
-    link.setScheme(QStringLiteral("morvik"));
-    link.setHost(QStringLiteral("pair"));
-    link.setQuery(query);
-    return link.toString(QUrl::FullyEncoded);
-}
-
-QString client(const httplib::Request& request)
-{
-    return QString::fromStdString(request.remote_addr);
-}
-
-QString duration(std::chrono::seconds wait)
-{
-    if (wait.count() <= 90)
-        return wait.count() == 1 ? QStringLiteral("1 second")
-                                 : QStringLiteral("%1 seconds").arg(wait.count());
-    return QStringLiteral("%1 minutes").arg((wait.count() + 59) / 60);
-}
-
 // 429 with the time to wait, in the header for programs and in the sentence for people.
 void tooMany(httplib::Response& response, const QString& what, std::chrono::seconds wait)
 {
-    JsonReply::error(response, 429, QStringLiteral("%1; try again in %2.").arg(what, duration(wait)));
+    JsonReply::error(response, 429,
+                     QStringLiteral("%1; try again in %2.").arg(what, SessionReply::duration(wait)));
     response.set_header("Retry-After", std::to_string(wait.count()));
 }
 
-// The longer of two waits, or nothing when neither has to wait.
-std::optional<std::chrono::seconds> longer(std::optional<std::chrono::seconds> a,
-                                           std::optional<std::chrono::seconds> b)
-{
-    if (!a || !b)
-        return a ? a : b;
-    return std::max(*a, *b);
-}
-
 } // namespace
+
+using SessionReply::client;
+using SessionReply::longer;
 
 AccountRoutes::AccountRoutes(Accounts& accounts, bool googleOffered)
     : m_accounts(accounts), m_googleOffered(googleOffered)
@@ -238,10 +204,13 @@ void AccountRoutes::newPairingCode(const AccountStore::Caller& caller, const htt
 {
     const QString code =
         m_accounts.pairingCodes.issue(caller.email, QStringLiteral("pair"), m_accounts.pairingLifetime);
-    JsonReply::object(response, 200,
-                      {{QStringLiteral("code"), code},
-                       {QStringLiteral("deep_link"), pairingLink(request, code)},
-                       {QStringLiteral("expires_in"), static_cast<int>(m_accounts.pairingLifetime.count())}});
+    JsonReply::object(
+        response, 200,
+        {{QStringLiteral("code"), code},
+         {QStringLiteral("deep_link"),
+          SessionReply::pairingLink(
+              QStringLiteral("http://") + QString::fromStdString(request.get_header_value("Host")), code)},
+         {QStringLiteral("expires_in"), static_cast<int>(m_accounts.pairingLifetime.count())}});
 }
 
 void AccountRoutes::devices(const AccountStore::Caller& caller, httplib::Response& response)

@@ -3,10 +3,13 @@
 #include "AccountStore.h"
 
 #include <QJsonObject>
+#include <chrono>
+#include <optional>
 
 namespace httplib {
+struct Request;
 struct Response;
-}
+} // namespace httplib
 
 // The shapes the account routes share: the device a sign-in comes from, the user, the session.
 namespace SessionReply {
@@ -18,5 +21,15 @@ void refusal(httplib::Response& response, const AccountStore::Refusal& refusal);
 void session(httplib::Response& response, const AccountStore::Outcome<AccountStore::SignedIn>& outcome);
 
 bool looksLikeEmail(const QString& text);
+
+// The address a request came from, as the limits count it.
+QString client(const httplib::Request& request);
+// A wait as people read it: "1 second", "40 seconds", "3 minutes".
+QString duration(std::chrono::seconds wait);
+// The longer of two waits, or nothing when neither has to wait.
+std::optional<std::chrono::seconds> longer(std::optional<std::chrono::seconds> a,
+                                           std::optional<std::chrono::seconds> b);
+// The link a phone opens to pair: the service as the caller reached it (its origin), and the code.
+QString pairingLink(const QString& server, const QString& code);
 
 } // namespace SessionReply

@@ -2,29 +2,16 @@
 
 #include "Accounts.h"
 #include "AskHistory.h"
+#include "Log.h"
 #include "QrSvg.h"
+#include "SessionReply.h"
 #include "WebForm.h"
 #include "WebPage.h"
 
 #include <QUrl>
-#include <QUrlQuery>
 #include <httplib.h>
 
 namespace {
-
-// The link a phone opens to pair, as the account API makes it: this service as the browser reached it,
-// and the code.
-QString pairingLink(const httplib::Request& request, const QString& code)
-{
-    QUrlQuery query;
-    query.addQueryItem(QStringLiteral("server"), WebForm::origin(request));
-    query.addQueryItem(QStringLiteral("code"), code);
-    QUrl link;
-    link.setScheme(QStringLiteral("morvik"));
-    link.setHost(QStringLiteral("pair"));
-    link.setQuery(query);
-    return link.toString(QUrl::FullyEncoded);
-}
 
 qint64 number(const httplib::Request& request)
 {
@@ -83,16 +70,25 @@ void WebAppRoutes::page(const SignedIn& who, const httplib::Request& request, ht
                              device.lastUsed, device.id == who.caller.device});
     if (!who.session.pairingCode.isEmpty()) {
         const QString code = who.session.pairingCode;
-        view.pairing = WebPage::Pairing{
-            code, QrSvg::encode(pairingLink(request, code), QStringLiteral("QR code of the pairing code")),
-            std::max<qint64>(0, m_clock().secsTo(who.session.pairingExpires))};
+        view.pairing =
+            WebPage::Pairing{code,
+                             QrSvg::encode(SessionReply::pairingLink(WebForm::origin(request), code),
+                                           QStringLiteral("QR code of the pairing code")),
+                             std::max<qint64>(0, m_clock().secsTo(who.session.pairingExpires))};
     }
     view.historyKept = m_history != nullptr;
     if (m_history) {
         view.retentionDays = static_cast<int>(m_history->retention().count());
         view.query = QString::fromStdString(request.get_param_value("q")).left(200);
-        for (const AskHistory::Entry& entry : m_history->entries(email, view.query, WebPage::App::mostShown))
-            view.asks.append({entry.id, entry.at, entry.app, entry.request, entry.answer, entry.route});
+        const Result<QList<AskHistory::Entry>> entries =
+            m_history->entries(email, view.query, WebPage::App::mostShown);
+        if (!entries.ok()) {
+            Log::line(QStringLiteral("history could not be read: %1").arg(entries.error().message));
+            view.historyUnreadable = true;
+        } else {
+            for (const AskHistory::Entry& entry : entries.value())
+                view.asks.append({entry.id, entry.at, entry.app, entry.request, entry.answer, entry.route});
+        }
     }
     WebForm::html(response, 200, WebPage::app(view));
 }

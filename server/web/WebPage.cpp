@@ -173,7 +173,7 @@ QString historyCard(const App& page)
         QString items;
         for (const Ask& ask : page.asks)
             items += askItem(page, ask);
-        if (!page.query.isEmpty()) {
+        if (!page.query.isEmpty() && !page.historyUnreadable) {
             body +=
                 QStringLiteral(
                     "<p class=\"hint\" role=\"status\">%1 <a href=\"/app#history\">Show all</a></p>\n")
@@ -183,7 +183,10 @@ QString historyCard(const App& page)
                               ? QStringLiteral("1 ask matches “%1”.").arg(page.query)
                               : QStringLiteral("%1 asks match “%2”.").arg(page.asks.size()).arg(page.query)));
         }
-        if (!items.isEmpty())
+        if (page.historyUnreadable)
+            body += alert(QStringLiteral("Your history could not be read just now. Reload the page to try "
+                                         "again; if this goes on, tell the person who runs this service."));
+        else if (!items.isEmpty())
             body += QStringLiteral("<ul class=\"asks\">\n%1</ul>\n").arg(items);
         else if (page.query.isEmpty())
             body += QStringLiteral("<p class=\"note\">No asks yet. Each answer you get is kept here.</p>\n");

@@ -57,6 +57,7 @@ struct App
     QList<Device> devices;
     std::optional<Pairing> pairing;
     bool historyKept = false;
+    bool historyUnreadable = false; // kept, but the file failed when read
     int retentionDays = 0;
     QString query;
     QList<Ask> asks;

@@ -12,29 +12,11 @@
 namespace {
 
 constexpr qint64 signInCookieLifetime = 3600;
-
-QString client(const httplib::Request& request)
-{
-    return QString::fromStdString(request.remote_addr);
-}
-
-QString duration(std::chrono::seconds wait)
-{
-    if (wait.count() <= 90)
-        return wait.count() == 1 ? QStringLiteral("1 second")
-                                 : QStringLiteral("%1 seconds").arg(wait.count());
-    return QStringLiteral("%1 minutes").arg((wait.count() + 59) / 60);
-}
-
-std::optional<std::chrono::seconds> longer(std::optional<std::chrono::seconds> a,
-                                           std::optional<std::chrono::seconds> b)
-{
-    if (!a || !b)
-        return a ? a : b;
-    return std::max(*a, *b);
-}
-
 } // namespace
+
+using SessionReply::client;
+using SessionReply::duration;
+using SessionReply::longer;
 
 WebSignInRoutes::WebSignInRoutes(Accounts& accounts, WebSessions& sessions, bool googleStandIn)
     : m_accounts(accounts), m_sessions(sessions), m_googleStandIn(googleStandIn)

@@ -86,7 +86,7 @@ private slots:
         }
         AskHistory reopened(path(), std::chrono::days(30), systemClock());
         QCOMPARE(reopened.open(), std::nullopt);
-        const QList<AskHistory::Entry> entries = reopened.entries(ana, QStringLiteral("shorter"));
+        const QList<AskHistory::Entry> entries = reopened.entries(ana, QStringLiteral("shorter")).value();
         QCOMPARE(entries.size(), 1);
         QCOMPARE(entries.constFirst().app, QStringLiteral("Mousepad"));
         QCOMPARE(entries.constFirst().answer, QStringLiteral("Shorter."));
@@ -122,7 +122,7 @@ private slots:
             recorder.send(event, data);
         }
         QCOMPARE(agent.events, events);
-        const QList<AskHistory::Entry> entries = history.entries(ana, {});
+        const QList<AskHistory::Entry> entries = history.entries(ana, {}).value();
         QCOMPARE(entries.size(), kept ? 1 : 0);
         if (kept) {
             QCOMPARE(entries.constFirst().answer, QStringLiteral("Short. Short. "));
@@ -142,7 +142,7 @@ private slots:
         for (int i = 0; i < 64; ++i)
             recorder.send(QStringLiteral("delta"), {{"t", chunk}});
         recorder.send(QStringLiteral("done"), {});
-        QCOMPARE(history.entries(ana, {}).constFirst().answer.size(), 256 * 1024);
+        QCOMPARE(history.entries(ana, {}).value().constFirst().answer.size(), 256 * 1024);
     }
 };
 

@@ -9,6 +9,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QUrlQuery>
+#include <sqlite3.h>
 
 namespace {
 
@@ -505,6 +506,26 @@ private slots:
         QVERIFY(page.contains(QStringLiteral("History is off")));
         QVERIFY(!page.contains(QStringLiteral("make it shorter")));
         QCOMPARE(action(QStringLiteral("app/history/delete-all")).status, 404);
+    }
+
+    void unreadableHistorySaysSo()
+    {
+        const ServiceOptions kept = options(true);
+        start(kept);
+        ask(signInAgent(QStringLiteral("Work laptop")), QStringLiteral("make it shorter"),
+            QStringLiteral("Mousepad"));
+        QCOMPARE(signInBrowser().status, 303);
+        sqlite3* db = nullptr;
+        QCOMPARE(sqlite3_open(QFile::encodeName(kept.historyPath).constData(), &db), SQLITE_OK);
+        QCOMPARE(sqlite3_exec(db, "DROP TABLE asks", nullptr, nullptr, nullptr), SQLITE_OK);
+        sqlite3_close(db);
+        for (const QString& words : {QString(), QStringLiteral("shorter")}) {
+            const Page page = app(words);
+            QCOMPARE(page.status, 200);
+            QVERIFY(page.text().contains(QStringLiteral("Your history could not be read just now.")));
+            QVERIFY(!page.text().contains(QStringLiteral("No asks yet")));
+            QVERIFY(!page.text().contains(QStringLiteral("Nothing matches")));
+        }
     }
 
     void filesOfThePagesComeFromTheBinary_data()
