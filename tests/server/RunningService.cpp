@@ -5,17 +5,19 @@
 
 namespace {
 
-ServiceOptions onFreePort(ServiceOptions options)
+ServiceOptions forTests(ServiceOptions options)
 {
     options.host = QStringLiteral("127.0.0.1");
     options.port = 0;
+    // Full-strength hashes would spend most of a test's time on its sign-ins and nothing on its checks.
+    options.passwordRounds = 1000;
     return options;
 }
 
 } // namespace
 
 RunningService::RunningService(ServiceOptions options, const Clock& clock)
-    : m_service(onFreePort(std::move(options)), clock)
+    : m_service(forTests(std::move(options)), clock)
 {
     if (const std::optional<QString> problem = m_service.bind())
         qFatal("the service could not start: %s", qUtf8Printable(*problem));

@@ -10,7 +10,8 @@
 
 class QNetworkReply;
 
-// The service running in this process on a free port, stopped when the object goes.
+// The service running in this process on a free port with cheap password hashes, stopped when the
+// object goes.
 class RunningService
 {
 public:
