@@ -45,7 +45,12 @@ QNetworkRequest ServiceClient::request(const QString& url, const QString& token)
 
 Exchange ServiceClient::get(const QString& url, const QString& token)
 {
-    return finish(m_network.get(request(url, token)));
+    return get(request(url, token));
+}
+
+Exchange ServiceClient::get(const QNetworkRequest& request)
+{
+    return finish(m_network.get(request));
 }
 
 Exchange ServiceClient::post(const QString& url, const QJsonObject& body, const QString& token)
@@ -79,6 +84,11 @@ Exchange ServiceClient::finish(QNetworkReply* reply)
         exchange.body = reply->readAll();
         exchange.contentType = reply->rawHeader("Content-Type");
         exchange.location = reply->rawHeader("Location");
+        exchange.policy = reply->rawHeader("Content-Security-Policy");
+        exchange.contentTypeOptions = reply->rawHeader("X-Content-Type-Options");
+        // Qt joins repeated headers with line breaks.
+        if (reply->hasRawHeader("Set-Cookie"))
+            exchange.setCookies = reply->rawHeader("Set-Cookie").split('\n');
     } else {
         reply->abort();
     }
