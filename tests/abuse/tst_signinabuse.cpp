@@ -27,22 +27,10 @@ class TestSignInAbuse : public QObject
 private:
     QTemporaryDir m_dir;
 
-    QString write(const QString& name, const QByteArray& content, QFileDevice::Permissions permissions)
-    {
-        QFile file(m_dir.filePath(name));
-        if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-            return {};
-        file.setPermissions(permissions);
-        return file.fileName();
-    }
-
     // A service with one account given through a file, as the README recommends, and a mailbox.
     QStringList accountOptions()
     {
-        const QString accounts =
-            write("accounts.json", R"({"accounts":[{"email":"ana@example.com","password":"correct horse"}]})",
-                  QFileDevice::ReadOwner | QFileDevice::WriteOwner);
-        return {"--accounts", accounts, "--mailbox", m_dir.filePath("mailbox")};
+        return {"--accounts", accountsFile(m_dir.path()), "--mailbox", m_dir.filePath("mailbox")};
     }
 
     QString lastMailedCode()
@@ -60,7 +48,11 @@ private slots:
         QVERIFY(service.started());
         QCOMPARE(Raw::exchange(service.port(), Raw::get("auth/config")).json().value("google"),
                  QJsonValue(false));
-        QCOMPARE(Raw::exchange(service.port(), Raw::get("auth/google/consent?email=ana@example.com")).status,
+        for (const char* path : {"auth/google/start?client=app", "auth/google/consent?email=ana@example.com"})
+            QCOMPARE(Raw::exchange(service.port(), Raw::get(path)).status, 404);
+        QCOMPARE(Raw::exchange(service.port(),
+                               Raw::post("auth/social/complete", {{"ticket", "any"}, {"invite", "MRV-ABCD"}}))
+                     .status,
                  404);
         QCOMPARE(
             Raw::exchange(service.port(), Raw::post("auth/pair", withDevice({{"code", "ABCD2345"}}))).status,
@@ -121,10 +113,10 @@ private slots:
 
     void secretsStaySecret()
     {
-        const QString mailbox = write("mailbox", "",
-                                      QFileDevice::ReadOwner | QFileDevice::WriteOwner |
-                                          QFileDevice::ReadOther | QFileDevice::ReadGroup);
-        const QString tokenFile = write("token", "file-token\n", QFileDevice::ReadOwner);
+        const QString mailbox = writeFile(m_dir.filePath("mailbox"), "",
+                                          QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                              QFileDevice::ReadOther | QFileDevice::ReadGroup);
+        const QString tokenFile = writeFile(m_dir.filePath("token"), "file-token\n", QFileDevice::ReadOwner);
         ServiceProcess service(accountOptions() + QStringList{"--token-file", tokenFile});
         QVERIFY(service.started());
         QCOMPARE(Raw::exchange(service.port(), Raw::post("auth/code", withDevice({{"email", ana}}))).status,
