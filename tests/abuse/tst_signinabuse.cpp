@@ -83,22 +83,6 @@ private slots:
         QVERIFY(service.log().contains("mail to=ana@example.com purpose=login"));
     }
 
-    void passwordGuessesWaitLongerAndLonger()
-    {
-        ServiceProcess service(accountOptions());
-        QVERIFY(service.started());
-        int refused = 0;
-        for (int guess = 0; guess < 12; ++guess) {
-            const RawReply reply = Raw::exchange(
-                service.port(), Raw::post("auth/login", withDevice({{"email", ana}, {"password", "guess"}})));
-            refused += reply.status == 429;
-            QVERIFY(reply.status == 401 || reply.head.contains("Retry-After: "));
-        }
-        // However slow the hashing here, the growing delay turns most of the later guesses away.
-        QVERIFY2(refused >= 3, QByteArray::number(refused));
-        QVERIFY(!service.log().contains("guess"));
-    }
-
     void unknownAddressesLookLikeKnownOnes()
     {
         ServiceProcess service(accountOptions());
@@ -123,6 +107,10 @@ private slots:
                  200);
         QCOMPARE(QFile(mailbox).permissions() & (QFileDevice::ReadOther | QFileDevice::ReadGroup),
                  QFileDevice::Permissions());
+        QCOMPARE(Raw::exchange(service.port(),
+                               Raw::post("auth/login", withDevice({{"email", ana}, {"password", "guess"}})))
+                     .status,
+                 401);
         QCOMPARE(Raw::exchange(service.port(), Raw::get("v1/me%0a2026-01-01%20forged%20line")).status, 404);
         QCOMPARE(Raw::exchange(service.port(),
                                Raw::post("v1/ask", {{"text", "hi"}}, "Authorization: Bearer file-token\r\n"))
@@ -131,7 +119,7 @@ private slots:
         const QByteArray log = service.log();
         QVERIFY2(!log.contains("\n2026-01-01 forged"), log.constData());
         QVERIFY2(log.contains("\\x0a2026-01-01 forged"), log.constData());
-        QVERIFY(!log.contains("file-token") && !log.contains("correct horse"));
+        QVERIFY(!log.contains("file-token") && !log.contains("correct horse") && !log.contains("guess"));
         QVERIFY(!log.contains("warning: passwords"));
     }
 };

@@ -86,6 +86,7 @@ Exchange ServiceClient::finish(QNetworkReply* reply)
         exchange.location = reply->rawHeader("Location");
         exchange.policy = reply->rawHeader("Content-Security-Policy");
         exchange.contentTypeOptions = reply->rawHeader("X-Content-Type-Options");
+        exchange.retryAfter = reply->rawHeader("Retry-After");
         // Qt joins repeated headers with line breaks.
         if (reply->hasRawHeader("Set-Cookie"))
             exchange.setCookies = reply->rawHeader("Set-Cookie").split('\n');

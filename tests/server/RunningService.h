@@ -49,6 +49,7 @@ struct Exchange
     QByteArray location; // where a redirect points
     QByteArray policy;   // Content-Security-Policy
     QByteArray contentTypeOptions;
+    QByteArray retryAfter;
     QList<QByteArray> setCookies;
     QJsonObject json() const { return QJsonDocument::fromJson(body).object(); }
     QString text() const { return QString::fromUtf8(body); }

@@ -170,26 +170,6 @@ private slots:
         reply->deleteLater();
     }
 
-    void offlineWordsKeepEveryCharacter_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QStringList>("words");
-        QTest::newRow("empty") << QString() << QStringList();
-        QTest::newRow("one word") << QStringLiteral("hi") << QStringList{"hi"};
-        QTest::newRow("blanks stay with the word before")
-            << QStringLiteral("a  b\nc ") << QStringList{"a  ", "b\n", "c "};
-        QTest::newRow("leading blanks form a piece")
-            << QStringLiteral("  a b") << QStringList{"  ", "a ", "b"};
-        QTest::newRow("outside the BMP") << QStringLiteral("😀 x") << QStringList{"😀 ", "x"};
-    }
-    void offlineWordsKeepEveryCharacter()
-    {
-        QFETCH(QString, text);
-        QFETCH(QStringList, words);
-        QCOMPARE(OfflineEngine::words(text), words);
-        QCOMPARE(words.join(QString()), text);
-    }
-
     void offlineEngineStopsAtTheFirstRefusedEvent_data()
     {
         QTest::addColumn<int>("accepted");

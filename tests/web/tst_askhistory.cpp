@@ -36,26 +36,6 @@ private:
     QString path() const { return m_dir.filePath(QStringLiteral("%1.db").arg(QTest::currentTestFunction())); }
 
 private slots:
-    void wordsBecomeAQueryThatCannotFail_data()
-    {
-        QTest::addColumn<QString>("words");
-        QTest::addColumn<QString>("query");
-        QTest::newRow("nothing") << "  "
-                                 << "";
-        QTest::newRow("one word, as a prefix") << "fren"
-                                               << "\"fren\"*";
-        QTest::newRow("operators are words") << "NEAR( OR *"
-                                             << "\"NEAR(\"* \"OR\"* \"*\"*";
-        QTest::newRow("quotes are doubled") << "say \"hi\""
-                                            << "\"say\"* \"\"\"hi\"\"\"*";
-    }
-    void wordsBecomeAQueryThatCannotFail()
-    {
-        QFETCH(QString, words);
-        QFETCH(QString, query);
-        QCOMPARE(AskHistory::matchQuery(words), query);
-    }
-
     void theFileIsOwnerOnly()
     {
         AskHistory history(path(), std::chrono::days(30), systemClock());
