@@ -29,7 +29,6 @@ void tooMany(httplib::Response& response, const QString& what, std::chrono::seco
 } // namespace
 
 using SessionReply::client;
-using SessionReply::longer;
 
 AccountRoutes::AccountRoutes(Accounts& accounts, bool googleOffered)
     : m_accounts(accounts), m_googleOffered(googleOffered)
@@ -92,9 +91,7 @@ void AccountRoutes::sendCode(const httplib::Request& request, httplib::Response&
         JsonReply::error(response, 400, QStringLiteral("Enter a valid e-mail address."));
         return;
     }
-    SignInLimits& limits = m_accounts.limits;
-    if (const auto wait =
-            longer(limits.codesPerClient.take(client(request)), limits.codesPerAddress.take(email))) {
+    if (const auto wait = m_accounts.limits.sendCode(client(request), email)) {
         tooMany(response, QStringLiteral("Too many codes were asked for"), *wait);
         return;
     }
@@ -125,10 +122,7 @@ void AccountRoutes::verifyCode(const httplib::Request& request, httplib::Respons
     const QString email = AccountStore::normalized(text(*body, "email"));
     // Every try is counted before the code is looked at, so that parallel guesses are counted too; a
     // right code costs a try like a wrong one, and a new code does not give tries back.
-    SignInLimits& limits = m_accounts.limits;
-    if (const auto wait =
-            longer(limits.guessesPerClientAndAddress.take(client(request) + QLatin1Char(' ') + email),
-                   limits.guessesPerAddress.take(email))) {
+    if (const auto wait = m_accounts.limits.guessCode(client(request), email)) {
         tooMany(response, QStringLiteral("Too many wrong codes"), *wait);
         return;
     }
@@ -154,18 +148,14 @@ void AccountRoutes::login(const httplib::Request& request, httplib::Response& re
     if (!body)
         return;
     const QString email = AccountStore::normalized(text(*body, "email"));
-    SignInLimits& limits = m_accounts.limits;
-    if (const auto wait =
-            longer(limits.loginsPerClient.attempt(client(request)), limits.loginsPerAccount.attempt(email))) {
+    if (const auto wait = m_accounts.limits.logIn(client(request), email)) {
         tooMany(response, QStringLiteral("Too many sign-in attempts"), *wait);
         return;
     }
     const auto outcome =
         m_accounts.store.login(email, text(*body, "password"), SessionReply::deviceFields(*body));
-    if (std::holds_alternative<AccountStore::SignedIn>(outcome)) {
-        limits.loginsPerClient.succeeded(client(request));
-        limits.loginsPerAccount.succeeded(email);
-    }
+    if (std::holds_alternative<AccountStore::SignedIn>(outcome))
+        m_accounts.limits.loggedIn(client(request), email);
     SessionReply::session(response, outcome);
 }
 

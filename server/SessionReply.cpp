@@ -61,14 +61,6 @@ QString duration(std::chrono::seconds wait)
     return QStringLiteral("%1 minutes").arg((wait.count() + 59) / 60);
 }
 
-std::optional<std::chrono::seconds> longer(std::optional<std::chrono::seconds> a,
-                                           std::optional<std::chrono::seconds> b)
-{
-    if (!a || !b)
-        return a ? a : b;
-    return std::max(*a, *b);
-}
-
 QString pairingLink(const QString& server, const QString& code)
 {
     QUrlQuery query;

@@ -4,7 +4,6 @@
 
 #include <QJsonObject>
 #include <chrono>
-#include <optional>
 
 namespace httplib {
 struct Request;
@@ -26,9 +25,6 @@ bool looksLikeEmail(const QString& text);
 QString client(const httplib::Request& request);
 // A wait as people read it: "1 second", "40 seconds", "3 minutes".
 QString duration(std::chrono::seconds wait);
-// The longer of two waits, or nothing when neither has to wait.
-std::optional<std::chrono::seconds> longer(std::optional<std::chrono::seconds> a,
-                                           std::optional<std::chrono::seconds> b);
 // The link a phone opens to pair: the service as the caller reached it (its origin), and the code.
 QString pairingLink(const QString& server, const QString& code);
 
