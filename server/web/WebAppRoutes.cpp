@@ -86,8 +86,7 @@ void WebAppRoutes::page(const SignedIn& who, const httplib::Request& request, ht
             Log::line(QStringLiteral("history could not be read: %1").arg(entries.error().message));
             view.historyUnreadable = true;
         } else {
-            for (const AskHistory::Entry& entry : entries.value())
-                view.asks.append({entry.id, entry.at, entry.app, entry.request, entry.answer, entry.route});
+            view.asks = entries.value();
         }
     }
     WebForm::html(response, 200, WebPage::app(view));
