@@ -67,9 +67,6 @@ private slots:
             << QJsonObject{{"text", ""}, {"draft", "abc"}, {"adjust", "shorter"}}
             << QStringLiteral("Your request was empty. Nothing was selected. You want a draft of 3 "
                               "characters reworked: “shorter”.");
-        QTest::newRow("long request cut in the echo")
-            << QJsonObject{{"text", QString(1000, QLatin1Char('x'))}}
-            << QStringLiteral("“%1…”").arg(QString(160, QLatin1Char('x')));
     }
     void streamsRouteThenDeltasThenDone()
     {

@@ -183,7 +183,6 @@ private slots:
         QTest::addColumn<QByteArray>("method");
         QTest::addColumn<QString>("path");
         QTest::newRow("settings") << QByteArray("GET") << "app";
-        QTest::newRow("history search") << QByteArray("GET") << "app?q=french";
         QTest::newRow("new pairing code") << QByteArray("POST") << "app/pairing";
         QTest::newRow("sign out a device") << QByteArray("POST") << "app/devices/1/revoke";
         QTest::newRow("delete an ask") << QByteArray("POST") << "app/history/1/delete";
