@@ -130,7 +130,7 @@ Result<QList<AskHistory::Entry>> AskHistory::entries(const QString& email, const
                                  "AND id IN (SELECT rowid FROM asks_words WHERE asks_words MATCH ?3) "
                                  "ORDER BY at DESC, id DESC LIMIT ?2");
     if (!select.ok())
-        return readErrorLocked();
+        return errorLocked();
     select.bind(1, email);
     select.bind(2, qint64(limit));
     if (!match.isEmpty())
@@ -142,29 +142,33 @@ Result<QList<AskHistory::Entry>> AskHistory::entries(const QString& email, const
                       select.text(3), select.text(4), select.text(5)});
     }
     if (step != SQLITE_DONE)
-        return readErrorLocked();
+        return errorLocked();
     return found;
 }
 
-bool AskHistory::remove(const QString& email, qint64 id)
+Result<bool> AskHistory::remove(const QString& email, qint64 id)
 {
     const std::lock_guard lock(m_mutex);
     Statement remove(m_db, "DELETE FROM asks WHERE email = ? AND id = ?");
     if (!remove.ok())
-        return false;
+        return errorLocked();
     remove.bind(1, email);
     remove.bind(2, id);
-    return remove.step() == SQLITE_DONE && sqlite3_changes(m_db) == 1;
+    if (remove.step() != SQLITE_DONE)
+        return errorLocked();
+    return sqlite3_changes(m_db) == 1;
 }
 
-int AskHistory::removeAll(const QString& email)
+Result<void> AskHistory::removeAll(const QString& email)
 {
     const std::lock_guard lock(m_mutex);
     Statement remove(m_db, "DELETE FROM asks WHERE email = ?");
     if (!remove.ok())
-        return 0;
+        return errorLocked();
     remove.bind(1, email);
-    return remove.step() == SQLITE_DONE ? sqlite3_changes(m_db) : 0;
+    if (remove.step() != SQLITE_DONE)
+        return errorLocked();
+    return {};
 }
 
 QString AskHistory::matchQuery(const QString& words)
@@ -196,7 +200,7 @@ void AskHistory::pruneLocked()
     prune.step();
 }
 
-Error AskHistory::readErrorLocked() const
+Error AskHistory::errorLocked() const
 {
     return {QStringLiteral("History"), 0, lastErrorLocked()};
 }

@@ -41,9 +41,9 @@ public:
     // Newest first; with words, only the entries whose request or answer holds every one of them (a word
     // also matches longer words it begins), or why the file could not be read.
     Result<QList<Entry>> entries(const QString& email, const QString& words, int limit = 200);
-    // Whether the account had such an entry.
-    bool remove(const QString& email, qint64 id);
-    int removeAll(const QString& email);
+    // Whether the account had such an entry, or why the file could not be changed.
+    Result<bool> remove(const QString& email, qint64 id);
+    Result<void> removeAll(const QString& email);
 
     // The words as an FTS5 query that matches them all as prefixes, whatever characters they contain.
     static QString matchQuery(const QString& words);
@@ -52,7 +52,7 @@ private:
     std::optional<QString> execLocked(const char* sql);
     void pruneLocked();
     QString lastErrorLocked() const;
-    Error readErrorLocked() const;
+    Error errorLocked() const;
 
     QString m_path;
     std::chrono::days m_retention;

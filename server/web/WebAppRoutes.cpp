@@ -27,6 +27,18 @@ void notFound(httplib::Response& response, const QString& text)
                                    QStringLiteral("Back to settings")));
 }
 
+void historyFailed(httplib::Response& response, const Error& error)
+{
+    Log::line(QStringLiteral("history could not be changed: %1").arg(error.message));
+    WebForm::html(
+        response, 500,
+        WebPage::message(QStringLiteral("Nothing was deleted"),
+                         QStringLiteral("Your history could not be changed just now. Try again in a "
+                                        "moment; if this goes on, tell the person who runs this "
+                                        "service."),
+                         QStringLiteral("/app#history"), QStringLiteral("Back to settings")));
+}
+
 } // namespace
 
 WebAppRoutes::WebAppRoutes(Accounts& accounts, WebSessions& sessions, AskHistory* history, Clock clock)
@@ -125,7 +137,12 @@ void WebAppRoutes::deleteAsk(const SignedIn& who, const httplib::Request& reques
 {
     if (historyOff(response))
         return;
-    if (!m_history->remove(who.caller.email, number(request))) {
+    const Result<bool> removed = m_history->remove(who.caller.email, number(request));
+    if (!removed.ok()) {
+        historyFailed(response, removed.error());
+        return;
+    }
+    if (!removed.value()) {
         notFound(response, QStringLiteral("That ask is not in your history."));
         return;
     }
@@ -142,7 +159,11 @@ void WebAppRoutes::deleteAll(const SignedIn& who, const httplib::Request&, httpl
 {
     if (historyOff(response))
         return;
-    m_history->removeAll(who.caller.email);
+    const Result<void> removed = m_history->removeAll(who.caller.email);
+    if (!removed.ok()) {
+        historyFailed(response, removed.error());
+        return;
+    }
     WebForm::redirect(response, QStringLiteral("/app#history"));
 }
 

@@ -473,7 +473,7 @@ private slots:
         QCOMPARE(action(QStringLiteral("app/history/delete-all")).status, 404);
     }
 
-    void unreadableHistorySaysSo()
+    void aFailingHistoryFileSaysSo()
     {
         const ServiceOptions kept = options(true);
         start(kept);
@@ -490,6 +490,12 @@ private slots:
             QVERIFY(page.text().contains(QStringLiteral("Your history could not be read just now.")));
             QVERIFY(!page.text().contains(QStringLiteral("No asks yet")));
             QVERIFY(!page.text().contains(QStringLiteral("Nothing matches")));
+        }
+        for (const QString& path :
+             {QStringLiteral("app/history/1/delete"), QStringLiteral("app/history/delete-all")}) {
+            const Page failed = action(path);
+            QCOMPARE(failed.status, 500);
+            QVERIFY(failed.text().contains(QStringLiteral("Nothing was deleted")));
         }
     }
 
