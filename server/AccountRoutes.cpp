@@ -6,8 +6,6 @@
 #include "SessionReply.h"
 
 #include <QJsonArray>
-#include <QUrl>
-#include <QUrlQuery>
 #include <httplib.h>
 
 namespace {
@@ -20,50 +18,17 @@ QString text(const QJsonObject& body, const char* key)
     return body.value(QLatin1String(key)).toString();
 }
 
-// The link a phone opens to pair: it names this service as the agent reached it, and the code.
-QString pairingLink(const httplib::Request& request, const QString& code)
-{
-    QUrlQuery query;
-    query.addQueryItem(QStringLiteral("server"),
-                       QStringLiteral("http://") + QString::fromStdString(request.get_header_value("Host")));
-    query.addQueryItem(QStringLiteral("code"), code);
-    QUrl link;
-    link.setScheme(QStringLiteral("morvik"));
-    link.setHost(QStringLiteral("pair"));
-    link.setQuery(query);
-    return link.toString(QUrl::FullyEncoded);
-}
-
-QString client(const httplib::Request& request)
-{
-    return QString::fromStdString(request.remote_addr);
-}
-
-QString duration(std::chrono::seconds wait)
-{
-    if (wait.count() <= 90)
-        return wait.count() == 1 ? QStringLiteral("1 second")
-                                 : QStringLiteral("%1 seconds").arg(wait.count());
-    return QStringLiteral("%1 minutes").arg((wait.count() + 59) / 60);
-}
-
 // 429 with the time to wait, in the header for programs and in the sentence for people.
 void tooMany(httplib::Response& response, const QString& what, std::chrono::seconds wait)
 {
-    JsonReply::error(response, 429, QStringLiteral("%1; try again in %2.").arg(what, duration(wait)));
+    JsonReply::error(response, 429,
+                     QStringLiteral("%1; try again in %2.").arg(what, SessionReply::duration(wait)));
     response.set_header("Retry-After", std::to_string(wait.count()));
 }
 
-// The longer of two waits, or nothing when neither has to wait.
-std::optional<std::chrono::seconds> longer(std::optional<std::chrono::seconds> a,
-                                           std::optional<std::chrono::seconds> b)
-{
-    if (!a || !b)
-        return a ? a : b;
-    return std::max(*a, *b);
-}
-
 } // namespace
+
+using SessionReply::client;
 
 AccountRoutes::AccountRoutes(Accounts& accounts, bool googleOffered)
     : m_accounts(accounts), m_googleOffered(googleOffered)
@@ -126,9 +91,7 @@ void AccountRoutes::sendCode(const httplib::Request& request, httplib::Response&
         JsonReply::error(response, 400, QStringLiteral("Enter a valid e-mail address."));
         return;
     }
-    SignInLimits& limits = m_accounts.limits;
-    if (const auto wait =
-            longer(limits.codesPerClient.take(client(request)), limits.codesPerAddress.take(email))) {
+    if (const auto wait = m_accounts.limits.sendCode(client(request), email)) {
         tooMany(response, QStringLiteral("Too many codes were asked for"), *wait);
         return;
     }
@@ -159,10 +122,7 @@ void AccountRoutes::verifyCode(const httplib::Request& request, httplib::Respons
     const QString email = AccountStore::normalized(text(*body, "email"));
     // Every try is counted before the code is looked at, so that parallel guesses are counted too; a
     // right code costs a try like a wrong one, and a new code does not give tries back.
-    SignInLimits& limits = m_accounts.limits;
-    if (const auto wait =
-            longer(limits.guessesPerClientAndAddress.take(client(request) + QLatin1Char(' ') + email),
-                   limits.guessesPerAddress.take(email))) {
+    if (const auto wait = m_accounts.limits.guessCode(client(request), email)) {
         tooMany(response, QStringLiteral("Too many wrong codes"), *wait);
         return;
     }
@@ -188,18 +148,14 @@ void AccountRoutes::login(const httplib::Request& request, httplib::Response& re
     if (!body)
         return;
     const QString email = AccountStore::normalized(text(*body, "email"));
-    SignInLimits& limits = m_accounts.limits;
-    if (const auto wait =
-            longer(limits.loginsPerClient.attempt(client(request)), limits.loginsPerAccount.attempt(email))) {
+    if (const auto wait = m_accounts.limits.logIn(client(request), email)) {
         tooMany(response, QStringLiteral("Too many sign-in attempts"), *wait);
         return;
     }
     const auto outcome =
         m_accounts.store.login(email, text(*body, "password"), SessionReply::deviceFields(*body));
-    if (std::holds_alternative<AccountStore::SignedIn>(outcome)) {
-        limits.loginsPerClient.succeeded(client(request));
-        limits.loginsPerAccount.succeeded(email);
-    }
+    if (std::holds_alternative<AccountStore::SignedIn>(outcome))
+        m_accounts.limits.loggedIn(client(request), email);
     SessionReply::session(response, outcome);
 }
 
@@ -238,10 +194,13 @@ void AccountRoutes::newPairingCode(const AccountStore::Caller& caller, const htt
 {
     const QString code =
         m_accounts.pairingCodes.issue(caller.email, QStringLiteral("pair"), m_accounts.pairingLifetime);
-    JsonReply::object(response, 200,
-                      {{QStringLiteral("code"), code},
-                       {QStringLiteral("deep_link"), pairingLink(request, code)},
-                       {QStringLiteral("expires_in"), static_cast<int>(m_accounts.pairingLifetime.count())}});
+    JsonReply::object(
+        response, 200,
+        {{QStringLiteral("code"), code},
+         {QStringLiteral("deep_link"),
+          SessionReply::pairingLink(
+              QStringLiteral("http://") + QString::fromStdString(request.get_header_value("Host")), code)},
+         {QStringLiteral("expires_in"), static_cast<int>(m_accounts.pairingLifetime.count())}});
 }
 
 void AccountRoutes::devices(const AccountStore::Caller& caller, httplib::Response& response)

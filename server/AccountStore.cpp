@@ -16,13 +16,6 @@ AccountStore::Refusal wrongPassword()
     return {401, QStringLiteral("Wrong e-mail address or password.")};
 }
 
-// Hashing for unknown addresses too keeps a login's duration from telling which addresses exist.
-const QString& decoyHash()
-{
-    static const QString hash = PasswordHash::make(QStringLiteral("decoy"));
-    return hash;
-}
-
 AccountStore::Refusal alreadyThere(const QString& email)
 {
     return {409, QStringLiteral("There is already an account for %1.").arg(email)};
@@ -51,7 +44,9 @@ constexpr qint64 touchEverySeconds = 3600;
 } // namespace
 
 AccountStore::AccountStore(Settings settings, Clock clock)
-    : m_settings(std::move(settings)), m_clock(std::move(clock))
+    : m_settings(std::move(settings)),
+      m_decoyHash(PasswordHash::make(QStringLiteral("decoy"), m_settings.passwordRounds)),
+      m_clock(std::move(clock))
 {}
 
 QString AccountStore::normalized(const QString& email)
@@ -89,7 +84,7 @@ std::optional<QString> AccountStore::ensureAccount(const QString& email, const Q
         account = &m_state.accounts.last();
     }
     if (!PasswordHash::matches(password, account->passwordHash))
-        account->passwordHash = PasswordHash::make(password);
+        account->passwordHash = PasswordHash::make(password, m_settings.passwordRounds);
     account->plan = plan.isEmpty() ? defaultPlan : plan;
     account->role = role.isEmpty() ? defaultRole : role;
     return m_database->saveAccount(*account);
@@ -127,7 +122,7 @@ AccountStore::login(const QString& email, const QString& password, const DeviceF
             stored = account->passwordHash;
     }
     // The slow hash runs unlocked, so that a flood of logins does not hold up every other route.
-    if (!passwordMatches(password, stored.value_or(decoyHash())) || !stored)
+    if (!passwordMatches(password, stored.value_or(m_decoyHash)) || !stored)
         return wrongPassword();
     const std::lock_guard lock(m_mutex);
     const AccountState::Account* account = findLocked(address);

@@ -2,6 +2,7 @@
 
 #include "AccountState.h"
 #include "Clock.h"
+#include "PasswordHash.h"
 #include "StateDatabase.h"
 
 #include <QSet>
@@ -24,6 +25,7 @@ public:
         int dailyLimit = 0;                 // asks per account and day; 0: no limit
         bool openSignup = false;            // new addresses may create an account without an invite
         std::chrono::days deviceExpiry{90}; // unused this long, a device token stops working; 0: never
+        int passwordRounds = PasswordHash::defaultRounds; // for new hashes; stored ones name their own
     };
     struct User
     {
@@ -96,6 +98,8 @@ private:
     static Refusal notSaved(const QString& problem);
 
     Settings m_settings;
+    // Hashing for unknown addresses too keeps a login's duration from telling which addresses exist.
+    QString m_decoyHash;
     Clock m_clock;
     std::mutex m_mutex;
     AccountState m_state;

@@ -10,7 +10,6 @@
 namespace {
 
 const QString scheme = QStringLiteral("pbkdf2-sha256");
-constexpr int iterations = 200000;
 constexpr int saltBytes = 16;
 constexpr int hashBytes = 32;
 constexpr int maxIterations = 10000000;
@@ -30,13 +29,13 @@ QByteArray derive(const QString& password, const QByteArray& salt, int rounds)
 
 namespace PasswordHash {
 
-QString make(const QString& password)
+QString make(const QString& password, int rounds)
 {
     const QByteArray salt = RandomBytes::generate(saltBytes);
-    const QByteArray hash = derive(password, salt, iterations);
+    const QByteArray hash = derive(password, salt, rounds);
     if (hash.isEmpty())
         qFatal("PBKDF2 is not available from the crypto library");
-    return QStringList{scheme, QString::number(iterations), QString::fromLatin1(salt.toBase64()),
+    return QStringList{scheme, QString::number(rounds), QString::fromLatin1(salt.toBase64()),
                        QString::fromLatin1(hash.toBase64())}
         .join(QLatin1Char('$'));
 }

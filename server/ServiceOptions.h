@@ -2,6 +2,7 @@
 
 #include "AccountSeed.h"
 #include "ConnectionLimits.h"
+#include "PasswordHash.h"
 #include "upstream/UpstreamSettings.h"
 
 #include <QString>
@@ -33,6 +34,8 @@ struct ServiceOptions
     std::chrono::days historyRetention{30};
     // A password, invite or token was given as an argument, which every local user can read.
     bool secretsOnCommandLine = false;
+    // The cost of new password hashes; lower only where the hashes guard nothing, as in tests.
+    int passwordRounds = PasswordHash::defaultRounds;
 
     // Any account option turns the account half on; without one the service knows only the shared token.
     bool hasAccounts() const

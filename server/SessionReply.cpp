@@ -3,6 +3,9 @@
 #include "JsonReply.h"
 
 #include <QRegularExpression>
+#include <QUrl>
+#include <QUrlQuery>
+#include <httplib.h>
 
 namespace SessionReply {
 
@@ -43,6 +46,31 @@ bool looksLikeEmail(const QString& text)
 {
     static const QRegularExpression pattern(QStringLiteral("^[^@\\s]+@[^@\\s]+\\.[^@\\s]+$"));
     return pattern.match(text.trimmed()).hasMatch();
+}
+
+QString client(const httplib::Request& request)
+{
+    return QString::fromStdString(request.remote_addr);
+}
+
+QString duration(std::chrono::seconds wait)
+{
+    if (wait.count() <= 90)
+        return wait.count() == 1 ? QStringLiteral("1 second")
+                                 : QStringLiteral("%1 seconds").arg(wait.count());
+    return QStringLiteral("%1 minutes").arg((wait.count() + 59) / 60);
+}
+
+QString pairingLink(const QString& server, const QString& code)
+{
+    QUrlQuery query;
+    query.addQueryItem(QStringLiteral("server"), server);
+    query.addQueryItem(QStringLiteral("code"), code);
+    QUrl link;
+    link.setScheme(QStringLiteral("morvik"));
+    link.setHost(QStringLiteral("pair"));
+    link.setQuery(query);
+    return link.toString(QUrl::FullyEncoded);
 }
 
 } // namespace SessionReply

@@ -16,10 +16,10 @@ TavrinService::TavrinService(const ServiceOptions& options, const Clock& clock)
       m_http(std::make_unique<HttpServer>(options.connections))
 {
     if (options.hasAccounts()) {
-        m_accounts =
-            std::make_unique<Accounts>(AccountStore::Settings{options.statePath, options.dailyLimit,
-                                                              options.openSignup, options.deviceExpiry},
-                                       options.mailboxPath, options.pairingLifetime, clock);
+        m_accounts = std::make_unique<Accounts>(
+            AccountStore::Settings{options.statePath, options.dailyLimit, options.openSignup,
+                                   options.deviceExpiry, options.passwordRounds},
+            options.mailboxPath, options.pairingLifetime, clock);
         m_accountRoutes = std::make_unique<AccountRoutes>(*m_accounts, options.googleStandIn);
         m_accountRoutes->install(m_http->routes());
         if (options.googleStandIn) {

@@ -118,7 +118,7 @@ std::optional<QString> AskHistory::record(const QString& email, const Entry& ent
     return std::nullopt;
 }
 
-QList<AskHistory::Entry> AskHistory::entries(const QString& email, const QString& words, int limit)
+Result<QList<AskHistory::Entry>> AskHistory::entries(const QString& email, const QString& words, int limit)
 {
     const QString match = matchQuery(words);
     const std::lock_guard lock(m_mutex);
@@ -129,39 +129,46 @@ QList<AskHistory::Entry> AskHistory::entries(const QString& email, const QString
                                : "SELECT id, at, app, request, answer, route FROM asks WHERE email = ?1 "
                                  "AND id IN (SELECT rowid FROM asks_words WHERE asks_words MATCH ?3) "
                                  "ORDER BY at DESC, id DESC LIMIT ?2");
-    QList<Entry> found;
     if (!select.ok())
-        return found;
+        return errorLocked();
     select.bind(1, email);
     select.bind(2, qint64(limit));
     if (!match.isEmpty())
         select.bind(3, match);
-    while (select.step() == SQLITE_ROW) {
+    QList<Entry> found;
+    int step = SQLITE_ROW;
+    while ((step = select.step()) == SQLITE_ROW) {
         found.append({select.integer(0), QDateTime::fromSecsSinceEpoch(select.integer(1)), select.text(2),
                       select.text(3), select.text(4), select.text(5)});
     }
+    if (step != SQLITE_DONE)
+        return errorLocked();
     return found;
 }
 
-bool AskHistory::remove(const QString& email, qint64 id)
+Result<bool> AskHistory::remove(const QString& email, qint64 id)
 {
     const std::lock_guard lock(m_mutex);
     Statement remove(m_db, "DELETE FROM asks WHERE email = ? AND id = ?");
     if (!remove.ok())
-        return false;
+        return errorLocked();
     remove.bind(1, email);
     remove.bind(2, id);
-    return remove.step() == SQLITE_DONE && sqlite3_changes(m_db) == 1;
+    if (remove.step() != SQLITE_DONE)
+        return errorLocked();
+    return sqlite3_changes(m_db) == 1;
 }
 
-int AskHistory::removeAll(const QString& email)
+Result<void> AskHistory::removeAll(const QString& email)
 {
     const std::lock_guard lock(m_mutex);
     Statement remove(m_db, "DELETE FROM asks WHERE email = ?");
     if (!remove.ok())
-        return 0;
+        return errorLocked();
     remove.bind(1, email);
-    return remove.step() == SQLITE_DONE ? sqlite3_changes(m_db) : 0;
+    if (remove.step() != SQLITE_DONE)
+        return errorLocked();
+    return {};
 }
 
 QString AskHistory::matchQuery(const QString& words)
@@ -191,6 +198,11 @@ void AskHistory::pruneLocked()
         return;
     prune.bind(1, m_clock().toSecsSinceEpoch() - std::chrono::seconds(m_retention).count());
     prune.step();
+}
+
+Error AskHistory::errorLocked() const
+{
+    return {QStringLiteral("History"), 0, lastErrorLocked()};
 }
 
 QString AskHistory::lastErrorLocked() const

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Clock.h"
+#include "base/Result.h"
 
 #include <QDateTime>
 #include <QList>
@@ -38,11 +39,11 @@ public:
     // Keeps an ask as of now (the entry's id and time are not read).
     std::optional<QString> record(const QString& email, const Entry& entry);
     // Newest first; with words, only the entries whose request or answer holds every one of them (a word
-    // also matches longer words it begins).
-    QList<Entry> entries(const QString& email, const QString& words, int limit = 200);
-    // Whether the account had such an entry.
-    bool remove(const QString& email, qint64 id);
-    int removeAll(const QString& email);
+    // also matches longer words it begins), or why the file could not be read.
+    Result<QList<Entry>> entries(const QString& email, const QString& words, int limit = 200);
+    // Whether the account had such an entry, or why the file could not be changed.
+    Result<bool> remove(const QString& email, qint64 id);
+    Result<void> removeAll(const QString& email);
 
     // The words as an FTS5 query that matches them all as prefixes, whatever characters they contain.
     static QString matchQuery(const QString& words);
@@ -51,6 +52,7 @@ private:
     std::optional<QString> execLocked(const char* sql);
     void pruneLocked();
     QString lastErrorLocked() const;
+    Error errorLocked() const;
 
     QString m_path;
     std::chrono::days m_retention;

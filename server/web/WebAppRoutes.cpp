@@ -2,29 +2,16 @@
 
 #include "Accounts.h"
 #include "AskHistory.h"
+#include "Log.h"
 #include "QrSvg.h"
+#include "SessionReply.h"
 #include "WebForm.h"
 #include "WebPage.h"
 
 #include <QUrl>
-#include <QUrlQuery>
 #include <httplib.h>
 
 namespace {
-
-// The link a phone opens to pair, as the account API makes it: this service as the browser reached it,
-// and the code.
-QString pairingLink(const httplib::Request& request, const QString& code)
-{
-    QUrlQuery query;
-    query.addQueryItem(QStringLiteral("server"), WebForm::origin(request));
-    query.addQueryItem(QStringLiteral("code"), code);
-    QUrl link;
-    link.setScheme(QStringLiteral("morvik"));
-    link.setHost(QStringLiteral("pair"));
-    link.setQuery(query);
-    return link.toString(QUrl::FullyEncoded);
-}
 
 qint64 number(const httplib::Request& request)
 {
@@ -38,6 +25,18 @@ void notFound(httplib::Response& response, const QString& text)
     WebForm::html(response, 404,
                   WebPage::message(QStringLiteral("Not found"), text, QStringLiteral("/app"),
                                    QStringLiteral("Back to settings")));
+}
+
+void historyFailed(httplib::Response& response, const Error& error)
+{
+    Log::line(QStringLiteral("history could not be changed: %1").arg(error.message));
+    WebForm::html(
+        response, 500,
+        WebPage::message(QStringLiteral("Nothing was deleted"),
+                         QStringLiteral("Your history could not be changed just now. Try again in a "
+                                        "moment; if this goes on, tell the person who runs this "
+                                        "service."),
+                         QStringLiteral("/app#history"), QStringLiteral("Back to settings")));
 }
 
 } // namespace
@@ -83,16 +82,24 @@ void WebAppRoutes::page(const SignedIn& who, const httplib::Request& request, ht
                              device.lastUsed, device.id == who.caller.device});
     if (!who.session.pairingCode.isEmpty()) {
         const QString code = who.session.pairingCode;
-        view.pairing = WebPage::Pairing{
-            code, QrSvg::encode(pairingLink(request, code), QStringLiteral("QR code of the pairing code")),
-            std::max<qint64>(0, m_clock().secsTo(who.session.pairingExpires))};
+        view.pairing =
+            WebPage::Pairing{code,
+                             QrSvg::encode(SessionReply::pairingLink(WebForm::origin(request), code),
+                                           QStringLiteral("QR code of the pairing code")),
+                             std::max<qint64>(0, m_clock().secsTo(who.session.pairingExpires))};
     }
     view.historyKept = m_history != nullptr;
     if (m_history) {
         view.retentionDays = static_cast<int>(m_history->retention().count());
         view.query = QString::fromStdString(request.get_param_value("q")).left(200);
-        for (const AskHistory::Entry& entry : m_history->entries(email, view.query, WebPage::App::mostShown))
-            view.asks.append({entry.id, entry.at, entry.app, entry.request, entry.answer, entry.route});
+        const Result<QList<AskHistory::Entry>> entries =
+            m_history->entries(email, view.query, WebPage::App::mostShown);
+        if (!entries.ok()) {
+            Log::line(QStringLiteral("history could not be read: %1").arg(entries.error().message));
+            view.historyUnreadable = true;
+        } else {
+            view.asks = entries.value();
+        }
     }
     WebForm::html(response, 200, WebPage::app(view));
 }
@@ -130,7 +137,12 @@ void WebAppRoutes::deleteAsk(const SignedIn& who, const httplib::Request& reques
 {
     if (historyOff(response))
         return;
-    if (!m_history->remove(who.caller.email, number(request))) {
+    const Result<bool> removed = m_history->remove(who.caller.email, number(request));
+    if (!removed.ok()) {
+        historyFailed(response, removed.error());
+        return;
+    }
+    if (!removed.value()) {
         notFound(response, QStringLiteral("That ask is not in your history."));
         return;
     }
@@ -147,7 +159,11 @@ void WebAppRoutes::deleteAll(const SignedIn& who, const httplib::Request&, httpl
 {
     if (historyOff(response))
         return;
-    m_history->removeAll(who.caller.email);
+    const Result<void> removed = m_history->removeAll(who.caller.email);
+    if (!removed.ok()) {
+        historyFailed(response, removed.error());
+        return;
+    }
     WebForm::redirect(response, QStringLiteral("/app#history"));
 }
 

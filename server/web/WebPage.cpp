@@ -33,6 +33,13 @@ QString hiddenToken(const QString& token)
     return QStringLiteral("<input type=\"hidden\" name=\"csrf\" value=\"%1\">").arg(e(token));
 }
 
+// A page of one small card, as the sign-in steps and the messages are.
+QString narrowCard(const QString& title, const QString& card)
+{
+    return shell(title, {}, QStringLiteral("narrow"),
+                 QStringLiteral("<div class=\"card\">\n%1</div>\n").arg(card));
+}
+
 QString alert(const QString& error)
 {
     return error.isEmpty() ? QString()
@@ -137,7 +144,7 @@ QString pairingCard(const App& page)
              page.pairing ? QStringLiteral("outline") : QStringLiteral("primary"), shown);
 }
 
-QString askItem(const App& page, const Ask& ask)
+QString askItem(const App& page, const AskHistory::Entry& ask)
 {
     const QString requestId = QStringLiteral("ask-%1").arg(ask.id);
     QString meta = QStringLiteral("<span>%1</span>").arg(readableTime(ask.at));
@@ -171,9 +178,9 @@ QString historyCard(const App& page)
                            "<button class=\"outline\" type=\"submit\">Search</button>\n</form>\n")
                 .arg(e(page.query));
         QString items;
-        for (const Ask& ask : page.asks)
+        for (const AskHistory::Entry& ask : page.asks)
             items += askItem(page, ask);
-        if (!page.query.isEmpty()) {
+        if (!page.query.isEmpty() && !page.historyUnreadable) {
             body +=
                 QStringLiteral(
                     "<p class=\"hint\" role=\"status\">%1 <a href=\"/app#history\">Show all</a></p>\n")
@@ -183,7 +190,10 @@ QString historyCard(const App& page)
                               ? QStringLiteral("1 ask matches “%1”.").arg(page.query)
                               : QStringLiteral("%1 asks match “%2”.").arg(page.asks.size()).arg(page.query)));
         }
-        if (!items.isEmpty())
+        if (page.historyUnreadable)
+            body += alert(QStringLiteral("Your history could not be read just now. Reload the page to try "
+                                         "again; if this goes on, tell the person who runs this service."));
+        else if (!items.isEmpty())
             body += QStringLiteral("<ul class=\"asks\">\n%1</ul>\n").arg(items);
         else if (page.query.isEmpty())
             body += QStringLiteral("<p class=\"note\">No asks yet. Each answer you get is kept here.</p>\n");
@@ -237,8 +247,7 @@ QString signIn(const SignIn& page)
                                "<button class=\"outline wide\" type=\"submit\">Continue with Google "
                                "(development stand-in)</button></form>\n");
     }
-    return shell(QStringLiteral("Sign in"), {}, QStringLiteral("narrow"),
-                 QStringLiteral("<div class=\"card\">\n%1</div>\n").arg(body));
+    return narrowCard(QStringLiteral("Sign in"), body);
 }
 
 QString enterCode(const SignIn& page)
@@ -257,8 +266,7 @@ QString enterCode(const SignIn& page)
                        "<button class=\"primary wide\" type=\"submit\">Sign in</button>\n</form>\n"
                        "<p class=\"hint\"><a href=\"/signin\">Use another address</a></p>\n")
             .arg(hiddenToken(page.formToken), e(page.email));
-    return shell(QStringLiteral("Enter your code"), {}, QStringLiteral("narrow"),
-                 QStringLiteral("<div class=\"card\">\n%1</div>\n").arg(body));
+    return narrowCard(QStringLiteral("Enter your code"), body);
 }
 
 QString googleStandIn(const SignIn& page)
@@ -274,8 +282,7 @@ QString googleStandIn(const SignIn& page)
                        "<button class=\"primary wide\" type=\"submit\">Continue</button>\n</form>\n"
                        "<p class=\"hint\"><a href=\"/signin\">Back to sign-in</a></p>\n")
             .arg(hiddenToken(page.formToken), e(page.email));
-    return shell(QStringLiteral("Sign in with Google"), {}, QStringLiteral("narrow"),
-                 QStringLiteral("<div class=\"card\">\n%1</div>\n").arg(body));
+    return narrowCard(QStringLiteral("Sign in with Google"), body);
 }
 
 QString app(const App& page)
@@ -297,9 +304,9 @@ QString message(const QString& title, const QString& text, const QString& backPa
     const QString back = backPath.isEmpty()
                              ? QString()
                              : QStringLiteral("<p><a href=\"%1\">%2</a></p>\n").arg(e(backPath), e(backText));
-    return shell(title, {}, QStringLiteral("narrow"),
-                 QStringLiteral("<div class=\"card\">\n%1\n<h1>%2</h1>\n<p>%3</p>\n%4</div>\n")
-                     .arg(WebAssets::mark(), e(title), e(text), back));
+    return narrowCard(
+        title,
+        QStringLiteral("%1\n<h1>%2</h1>\n<p>%3</p>\n%4").arg(WebAssets::mark(), e(title), e(text), back));
 }
 
 } // namespace WebPage

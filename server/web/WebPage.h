@@ -1,5 +1,7 @@
 #pragma once
 
+#include "AskHistory.h"
+
 #include <QDateTime>
 #include <QList>
 #include <QString>
@@ -31,15 +33,6 @@ struct Device
     QDateTime lastUsed; // invalid: not used since it signed in
     bool current = false;
 };
-struct Ask
-{
-    qint64 id = 0;
-    QDateTime at;
-    QString app;
-    QString request;
-    QString answer;
-    QString route;
-};
 struct Pairing
 {
     QString code;
@@ -57,9 +50,10 @@ struct App
     QList<Device> devices;
     std::optional<Pairing> pairing;
     bool historyKept = false;
+    bool historyUnreadable = false; // kept, but the file failed when read
     int retentionDays = 0;
     QString query;
-    QList<Ask> asks;
+    QList<AskHistory::Entry> asks;
 };
 QString app(const App& page);
 

@@ -12,29 +12,10 @@
 namespace {
 
 constexpr qint64 signInCookieLifetime = 3600;
-
-QString client(const httplib::Request& request)
-{
-    return QString::fromStdString(request.remote_addr);
-}
-
-QString duration(std::chrono::seconds wait)
-{
-    if (wait.count() <= 90)
-        return wait.count() == 1 ? QStringLiteral("1 second")
-                                 : QStringLiteral("%1 seconds").arg(wait.count());
-    return QStringLiteral("%1 minutes").arg((wait.count() + 59) / 60);
-}
-
-std::optional<std::chrono::seconds> longer(std::optional<std::chrono::seconds> a,
-                                           std::optional<std::chrono::seconds> b)
-{
-    if (!a || !b)
-        return a ? a : b;
-    return std::max(*a, *b);
-}
-
 } // namespace
+
+using SessionReply::client;
+using SessionReply::duration;
 
 WebSignInRoutes::WebSignInRoutes(Accounts& accounts, WebSessions& sessions, bool googleStandIn)
     : m_accounts(accounts), m_sessions(sessions), m_googleStandIn(googleStandIn)
@@ -96,18 +77,14 @@ void WebSignInRoutes::password(const httplib::Request& request, httplib::Respons
     if (!fields)
         return;
     const QString email = AccountStore::normalized(fields->value(QStringLiteral("email")));
-    SignInLimits& limits = m_accounts.limits;
-    if (const auto wait =
-            longer(limits.loginsPerClient.attempt(client(request)), limits.loginsPerAccount.attempt(email))) {
+    if (const auto wait = m_accounts.limits.logIn(client(request), email)) {
         tooMany(request, response, email, QStringLiteral("Too many sign-in attempts"), *wait);
         return;
     }
     const auto outcome =
         m_accounts.store.login(email, fields->value(QStringLiteral("password")), device(request));
-    if (std::holds_alternative<AccountStore::SignedIn>(outcome)) {
-        limits.loginsPerClient.succeeded(client(request));
-        limits.loginsPerAccount.succeeded(email);
-    }
+    if (std::holds_alternative<AccountStore::SignedIn>(outcome))
+        m_accounts.limits.loggedIn(client(request), email);
     finish(request, response, outcome, email);
 }
 
@@ -121,9 +98,7 @@ void WebSignInRoutes::sendCode(const httplib::Request& request, httplib::Respons
         refuse(request, response, 400, email, QStringLiteral("Enter a valid e-mail address."));
         return;
     }
-    SignInLimits& limits = m_accounts.limits;
-    if (const auto wait =
-            longer(limits.codesPerClient.take(client(request)), limits.codesPerAddress.take(email))) {
+    if (const auto wait = m_accounts.limits.sendCode(client(request), email)) {
         tooMany(request, response, email, QStringLiteral("Too many codes were asked for"), *wait);
         return;
     }
@@ -148,10 +123,7 @@ void WebSignInRoutes::verifyCode(const httplib::Request& request, httplib::Respo
     if (!fields)
         return;
     const QString email = AccountStore::normalized(fields->value(QStringLiteral("email")));
-    SignInLimits& limits = m_accounts.limits;
-    if (const auto wait =
-            longer(limits.guessesPerClientAndAddress.take(client(request) + QLatin1Char(' ') + email),
-                   limits.guessesPerAddress.take(email))) {
+    if (const auto wait = m_accounts.limits.guessCode(client(request), email)) {
         WebForm::html(response, 429,
                       WebPage::enterCode(form(
                           request, response, email,

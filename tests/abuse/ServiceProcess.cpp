@@ -64,6 +64,22 @@ qint64 ServiceProcess::peakMemoryKiB() const
     return -1;
 }
 
+QString writeFile(const QString& path, const QByteArray& content, QFileDevice::Permissions permissions)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+        return {};
+    file.setPermissions(permissions);
+    return file.fileName();
+}
+
+QString accountsFile(const QString& folder)
+{
+    return writeFile(folder + QStringLiteral("/accounts.json"),
+                     R"({"accounts":[{"email":"ana@example.com","password":"correct horse"}]})",
+                     QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+}
+
 QJsonObject RawReply::json() const
 {
     return QJsonDocument::fromJson(body).object();

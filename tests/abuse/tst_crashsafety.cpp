@@ -1,10 +1,8 @@
 #include "ServiceProcess.h"
 
-#include <QFile>
 #include <QJsonDocument>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -48,25 +46,11 @@ private:
         });
     }
 
-    int status(const QString& url, const QString& token)
-    {
-        QNetworkRequest request(QUrl(url + "/v1/me"));
-        request.setRawHeader("Authorization", "Bearer " + token.toUtf8());
-        QNetworkReply* reply = m_network.get(request);
-        QSignalSpy finished(reply, &QNetworkReply::finished);
-        finished.wait(10000);
-        reply->deleteLater();
-        return reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    }
-
 private slots:
     void acknowledgedSignInsSurviveAKill()
     {
-        QFile accounts(m_dir.filePath("accounts.json"));
-        QVERIFY(accounts.open(QIODevice::WriteOnly));
-        accounts.write(R"({"accounts":[{"email":"ana@example.com","password":"correct horse"}]})");
-        accounts.close();
-        const QStringList options{"--accounts", accounts.fileName(), "--state", m_dir.filePath("state.db")};
+        const QStringList options{"--accounts", accountsFile(m_dir.path()), "--state",
+                                  m_dir.filePath("state.db")};
         {
             ServiceProcess service(options);
             QVERIFY(service.started());
@@ -80,7 +64,10 @@ private slots:
         ServiceProcess restarted(options);
         QVERIFY(restarted.started());
         for (const QString& token : acknowledged)
-            QCOMPARE(status(restarted.url(), token), 200);
+            QCOMPARE(Raw::exchange(restarted.port(),
+                                   Raw::get("v1/me", "Authorization: Bearer " + token.toUtf8() + "\r\n"))
+                         .status,
+                     200);
         qInfo("%lld acknowledged sign-ins, all there after SIGKILL",
               static_cast<long long>(acknowledged.size()));
     }

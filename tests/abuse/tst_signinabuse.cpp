@@ -27,22 +27,10 @@ class TestSignInAbuse : public QObject
 private:
     QTemporaryDir m_dir;
 
-    QString write(const QString& name, const QByteArray& content, QFileDevice::Permissions permissions)
-    {
-        QFile file(m_dir.filePath(name));
-        if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-            return {};
-        file.setPermissions(permissions);
-        return file.fileName();
-    }
-
     // A service with one account given through a file, as the README recommends, and a mailbox.
     QStringList accountOptions()
     {
-        const QString accounts =
-            write("accounts.json", R"({"accounts":[{"email":"ana@example.com","password":"correct horse"}]})",
-                  QFileDevice::ReadOwner | QFileDevice::WriteOwner);
-        return {"--accounts", accounts, "--mailbox", m_dir.filePath("mailbox")};
+        return {"--accounts", accountsFile(m_dir.path()), "--mailbox", m_dir.filePath("mailbox")};
     }
 
     QString lastMailedCode()
@@ -60,7 +48,11 @@ private slots:
         QVERIFY(service.started());
         QCOMPARE(Raw::exchange(service.port(), Raw::get("auth/config")).json().value("google"),
                  QJsonValue(false));
-        QCOMPARE(Raw::exchange(service.port(), Raw::get("auth/google/consent?email=ana@example.com")).status,
+        for (const char* path : {"auth/google/start?client=app", "auth/google/consent?email=ana@example.com"})
+            QCOMPARE(Raw::exchange(service.port(), Raw::get(path)).status, 404);
+        QCOMPARE(Raw::exchange(service.port(),
+                               Raw::post("auth/social/complete", {{"ticket", "any"}, {"invite", "MRV-ABCD"}}))
+                     .status,
                  404);
         QCOMPARE(
             Raw::exchange(service.port(), Raw::post("auth/pair", withDevice({{"code", "ABCD2345"}}))).status,
@@ -91,22 +83,6 @@ private slots:
         QVERIFY(service.log().contains("mail to=ana@example.com purpose=login"));
     }
 
-    void passwordGuessesWaitLongerAndLonger()
-    {
-        ServiceProcess service(accountOptions());
-        QVERIFY(service.started());
-        int refused = 0;
-        for (int guess = 0; guess < 12; ++guess) {
-            const RawReply reply = Raw::exchange(
-                service.port(), Raw::post("auth/login", withDevice({{"email", ana}, {"password", "guess"}})));
-            refused += reply.status == 429;
-            QVERIFY(reply.status == 401 || reply.head.contains("Retry-After: "));
-        }
-        // However slow the hashing here, the growing delay turns most of the later guesses away.
-        QVERIFY2(refused >= 3, QByteArray::number(refused));
-        QVERIFY(!service.log().contains("guess"));
-    }
-
     void unknownAddressesLookLikeKnownOnes()
     {
         ServiceProcess service(accountOptions());
@@ -121,16 +97,20 @@ private slots:
 
     void secretsStaySecret()
     {
-        const QString mailbox = write("mailbox", "",
-                                      QFileDevice::ReadOwner | QFileDevice::WriteOwner |
-                                          QFileDevice::ReadOther | QFileDevice::ReadGroup);
-        const QString tokenFile = write("token", "file-token\n", QFileDevice::ReadOwner);
+        const QString mailbox = writeFile(m_dir.filePath("mailbox"), "",
+                                          QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                              QFileDevice::ReadOther | QFileDevice::ReadGroup);
+        const QString tokenFile = writeFile(m_dir.filePath("token"), "file-token\n", QFileDevice::ReadOwner);
         ServiceProcess service(accountOptions() + QStringList{"--token-file", tokenFile});
         QVERIFY(service.started());
         QCOMPARE(Raw::exchange(service.port(), Raw::post("auth/code", withDevice({{"email", ana}}))).status,
                  200);
         QCOMPARE(QFile(mailbox).permissions() & (QFileDevice::ReadOther | QFileDevice::ReadGroup),
                  QFileDevice::Permissions());
+        QCOMPARE(Raw::exchange(service.port(),
+                               Raw::post("auth/login", withDevice({{"email", ana}, {"password", "guess"}})))
+                     .status,
+                 401);
         QCOMPARE(Raw::exchange(service.port(), Raw::get("v1/me%0a2026-01-01%20forged%20line")).status, 404);
         QCOMPARE(Raw::exchange(service.port(),
                                Raw::post("v1/ask", {{"text", "hi"}}, "Authorization: Bearer file-token\r\n"))
@@ -139,7 +119,7 @@ private slots:
         const QByteArray log = service.log();
         QVERIFY2(!log.contains("\n2026-01-01 forged"), log.constData());
         QVERIFY2(log.contains("\\x0a2026-01-01 forged"), log.constData());
-        QVERIFY(!log.contains("file-token") && !log.contains("correct horse"));
+        QVERIFY(!log.contains("file-token") && !log.contains("correct horse") && !log.contains("guess"));
         QVERIFY(!log.contains("warning: passwords"));
     }
 };

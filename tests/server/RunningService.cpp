@@ -5,17 +5,19 @@
 
 namespace {
 
-ServiceOptions onFreePort(ServiceOptions options)
+ServiceOptions forTests(ServiceOptions options)
 {
     options.host = QStringLiteral("127.0.0.1");
     options.port = 0;
+    // Full-strength hashes would spend most of a test's time on its sign-ins and nothing on its checks.
+    options.passwordRounds = 1000;
     return options;
 }
 
 } // namespace
 
 RunningService::RunningService(ServiceOptions options, const Clock& clock)
-    : m_service(onFreePort(std::move(options)), clock)
+    : m_service(forTests(std::move(options)), clock)
 {
     if (const std::optional<QString> problem = m_service.bind())
         qFatal("the service could not start: %s", qUtf8Printable(*problem));
@@ -43,7 +45,12 @@ QNetworkRequest ServiceClient::request(const QString& url, const QString& token)
 
 Exchange ServiceClient::get(const QString& url, const QString& token)
 {
-    return finish(m_network.get(request(url, token)));
+    return get(request(url, token));
+}
+
+Exchange ServiceClient::get(const QNetworkRequest& request)
+{
+    return finish(m_network.get(request));
 }
 
 Exchange ServiceClient::post(const QString& url, const QJsonObject& body, const QString& token)
@@ -77,6 +84,12 @@ Exchange ServiceClient::finish(QNetworkReply* reply)
         exchange.body = reply->readAll();
         exchange.contentType = reply->rawHeader("Content-Type");
         exchange.location = reply->rawHeader("Location");
+        exchange.policy = reply->rawHeader("Content-Security-Policy");
+        exchange.contentTypeOptions = reply->rawHeader("X-Content-Type-Options");
+        exchange.retryAfter = reply->rawHeader("Retry-After");
+        // Qt joins repeated headers with line breaks.
+        if (reply->hasRawHeader("Set-Cookie"))
+            exchange.setCookies = reply->rawHeader("Set-Cookie").split('\n');
     } else {
         reply->abort();
     }

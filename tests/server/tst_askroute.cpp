@@ -67,9 +67,6 @@ private slots:
             << QJsonObject{{"text", ""}, {"draft", "abc"}, {"adjust", "shorter"}}
             << QStringLiteral("Your request was empty. Nothing was selected. You want a draft of 3 "
                               "characters reworked: “shorter”.");
-        QTest::newRow("long request cut in the echo")
-            << QJsonObject{{"text", QString(1000, QLatin1Char('x'))}}
-            << QStringLiteral("“%1…”").arg(QString(160, QLatin1Char('x')));
     }
     void streamsRouteThenDeltasThenDone()
     {
@@ -168,26 +165,6 @@ private slots:
         QCOMPARE(running.service().asks().active(), 0);
         QVERIFY(!std::holds_alternative<AskEvents::Done>(events.constLast()));
         reply->deleteLater();
-    }
-
-    void offlineWordsKeepEveryCharacter_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QStringList>("words");
-        QTest::newRow("empty") << QString() << QStringList();
-        QTest::newRow("one word") << QStringLiteral("hi") << QStringList{"hi"};
-        QTest::newRow("blanks stay with the word before")
-            << QStringLiteral("a  b\nc ") << QStringList{"a  ", "b\n", "c "};
-        QTest::newRow("leading blanks form a piece")
-            << QStringLiteral("  a b") << QStringList{"  ", "a ", "b"};
-        QTest::newRow("outside the BMP") << QStringLiteral("😀 x") << QStringList{"😀 ", "x"};
-    }
-    void offlineWordsKeepEveryCharacter()
-    {
-        QFETCH(QString, text);
-        QFETCH(QStringList, words);
-        QCOMPARE(OfflineEngine::words(text), words);
-        QCOMPARE(words.join(QString()), text);
     }
 
     void offlineEngineStopsAtTheFirstRefusedEvent_data()

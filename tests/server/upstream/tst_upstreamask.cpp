@@ -1,4 +1,5 @@
 #include "ScriptedUpstream.h"
+#include "ServiceProcess.h"
 #include "TavrinProcess.h"
 
 #include <QFile>
@@ -19,23 +20,15 @@ private slots:
         upstream.enqueue({200,
                           {ScriptedUpstream::content("Lima"), ScriptedUpstream::content(" is the capital."),
                            "data: [DONE]\n\n"}});
-        QProcess service;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("TEST_MODEL_KEY"), QStringLiteral("sk-secret"));
-        service.setProcessEnvironment(environment);
-        service.start(QStringLiteral(TAVRIN_SERVICE_EXE),
-                      {"--port", "0", "--token", "T", "--upstream", upstream.baseUrl(), "--model", "m",
-                       "--api-key-env", "TEST_MODEL_KEY"});
-        while (!service.canReadLine() && service.waitForReadyRead(20000)) {
-        }
-        const QString listening = QString::fromUtf8(service.readLine()).trimmed();
-        QVERIFY2(listening.startsWith("listening on "), service.readAllStandardError().constData());
+        ServiceProcess service({"--token", "T", "--upstream", upstream.baseUrl(), "--model", "m",
+                                "--api-key-env", "TEST_MODEL_KEY"},
+                               {{"TEST_MODEL_KEY", "sk-secret"}});
+        QVERIFY2(service.started(), service.log().constData());
 
         QTemporaryDir home;
         QFile config(home.filePath("config.json"));
         QVERIFY(config.open(QIODevice::WriteOnly));
-        config.write(
-            QJsonDocument(QJsonObject{{"serverURL", listening.sliced(13)}, {"token", "T"}}).toJson());
+        config.write(QJsonDocument(QJsonObject{{"serverURL", service.url()}, {"token", "T"}}).toJson());
         config.close();
         TavrinProcess tavrin({"--ask", "what is the capital of Peru?"},
                              {{"MORVIK_CONFIG_PATH", config.fileName()}});
@@ -49,9 +42,7 @@ private slots:
         const ScriptedUpstream::Received request = upstream.received().constFirst();
         QCOMPARE(request.authorization, QStringLiteral("Bearer sk-secret"));
         QVERIFY(request.body["messages"].toArray().last()["content"].toString().contains("capital of Peru"));
-        service.terminate();
-        QVERIFY(service.waitForFinished(20000));
-        QVERIFY2(!service.readAllStandardError().contains("sk-secret"), "the API key reached the log");
+        QVERIFY2(!service.log().contains("sk-secret"), "the API key reached the log");
     }
 };
 
