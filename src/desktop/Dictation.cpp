@@ -51,6 +51,7 @@ void Dictation::arm()
 {
     if (m_state != State::Idle)
         return;
+    m_recognizer->prepare();
     m_preRoll.clear();
     if (m_audio->open().ok())
         m_state = State::Armed;
