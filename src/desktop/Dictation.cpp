@@ -51,7 +51,6 @@ void Dictation::arm()
 {
     if (m_state != State::Idle)
         return;
-    m_recognizer->prepare();
     m_preRoll.clear();
     if (m_audio->open().ok())
         m_state = State::Armed;
@@ -123,6 +122,10 @@ void Dictation::onCaptured(const QByteArray& samples)
     if (m_state == State::Capturing) {
         m_recognizer->appendAudio(samples);
     } else if (m_state == State::Armed) {
+        // Loading the model is heavy: it starts once the stream runs, so that it cannot delay the stream
+        // and with it the first words.
+        if (m_preRoll.isEmpty())
+            m_recognizer->prepare();
         m_preRoll.append(samples);
         if (m_preRoll.size() > preRollLimitBytes)
             m_preRoll.remove(0, m_preRoll.size() - preRollLimitBytes);

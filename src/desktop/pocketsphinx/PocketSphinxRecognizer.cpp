@@ -8,7 +8,7 @@
 
 PocketSphinxRecognizer::PocketSphinxRecognizer(const QString& modelDir, QObject* parent)
     : SpeechRecognizer(parent),
-      m_readiness(modelInstalled(modelDir) ? Readiness::Ready : Readiness::Unavailable),
+      m_readiness(modelInstalled(modelDir) ? Readiness::Loading : Readiness::Unavailable),
       m_decoder(std::make_unique<SphinxDecoder>(modelDir, m_wanted))
 {
     m_idleRelease.setSingleShot(true);
@@ -20,6 +20,9 @@ PocketSphinxRecognizer::PocketSphinxRecognizer(const QString& modelDir, QObject*
     connect(m_decoder.get(), &SphinxDecoder::hypothesis, this, &PocketSphinxRecognizer::onHypothesis);
     connect(m_decoder.get(), &SphinxDecoder::failed, this, &PocketSphinxRecognizer::onFailed);
     m_thread.start();
+    // Loading while the microphone stream starts can cost the start of the first utterance, so the model
+    // loads now; the idle release then returns it until the next press.
+    prepare();
 }
 
 PocketSphinxRecognizer::~PocketSphinxRecognizer()

@@ -9,9 +9,10 @@
 
 class SphinxDecoder;
 
-// Offline recognition of US English by pocketsphinx. The model weighs about 80 MB, so it loads at
-// prepare() (or the first utterance) and is released after a few idle minutes; audio that arrives while
-// it loads waits in the decoding thread's queue. Results come back to the recogniser's thread.
+// Offline recognition of US English by pocketsphinx. The model weighs about 80 MB: it loads on
+// construction, is released after a few idle minutes and loads again at prepare() (or the next
+// utterance); audio that arrives while it loads waits in the decoding thread's queue. Results come back
+// to the recogniser's thread.
 class PocketSphinxRecognizer : public SpeechRecognizer
 {
     Q_OBJECT
