@@ -122,8 +122,8 @@ void Dictation::onCaptured(const QByteArray& samples)
     if (m_state == State::Capturing) {
         m_recognizer->appendAudio(samples);
     } else if (m_state == State::Armed) {
-        // Loading the model is heavy: it starts once the stream runs, so that it cannot delay the stream
-        // and with it the first words.
+        // A recogniser that released its model reloads it once the stream delivers, not while the
+        // stream is still starting up.
         if (m_preRoll.isEmpty())
             m_recognizer->prepare();
         m_preRoll.append(samples);
