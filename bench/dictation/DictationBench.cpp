@@ -48,6 +48,7 @@ public:
         }
         m_inner->appendAudio(samples);
     }
+    void prepare() override { m_inner->prepare(); }
     void endAudio() override { m_inner->endAudio(); }
     void cancel() override { m_inner->cancel(); }
 

@@ -122,6 +122,10 @@ void Dictation::onCaptured(const QByteArray& samples)
     if (m_state == State::Capturing) {
         m_recognizer->appendAudio(samples);
     } else if (m_state == State::Armed) {
+        // A recogniser that released its model reloads it once the stream delivers, not while the
+        // stream is still starting up.
+        if (m_preRoll.isEmpty())
+            m_recognizer->prepare();
         m_preRoll.append(samples);
         if (m_preRoll.size() > preRollLimitBytes)
             m_preRoll.remove(0, m_preRoll.size() - preRollLimitBytes);

@@ -12,12 +12,15 @@ class SpeechRecognizer : public QObject
 {
     Q_OBJECT
 public:
-    // Loading the language model takes a while, so it starts when the recogniser is created.
+    // Loading may take a while: Loading until it is known whether recognition can work at all.
     enum class Readiness { Loading, Ready, Unavailable };
 
     using QObject::QObject;
 
     virtual Readiness readiness() const = 0;
+
+    // An utterance may follow soon: a recogniser that loads its model on demand starts loading now.
+    virtual void prepare() {}
 
     virtual void beginUtterance() = 0;
     // 16 kHz mono signed 16-bit little-endian samples.
@@ -27,7 +30,7 @@ public:
     virtual void cancel() = 0;
 
 signals:
-    // Emitted once when loading has finished, whether or not it succeeded.
+    // Emitted when readiness() changes.
     void readinessChanged();
     // The best transcript of the current utterance so far; `isFinal` on the last one.
     void transcribed(const QString& text, bool isFinal);

@@ -21,16 +21,10 @@ QString SystemVoiceCheck::defaultModelDir()
 
 void SystemVoiceCheck::check(QObject* context, StatusHandler onStatus)
 {
-    m_waiting.append({context, std::move(onStatus)});
-    if (m_modelLoaded) {
-        QMetaObject::invokeMethod(this, &SystemVoiceCheck::onModelLoaded, Qt::QueuedConnection);
-        return;
-    }
-    if (m_trial)
-        return;
-    // Loading takes a fraction of a second on the recogniser's own thread; the trial goes once it is known.
-    m_trial = std::make_unique<PocketSphinxRecognizer>(m_modelDir);
-    connect(m_trial.get(), &SpeechRecognizer::readinessChanged, this, &SystemVoiceCheck::onModelLoaded);
+    // Only file metadata is read here: loading the model for a trial would hold a second copy of it.
+    QMetaObject::invokeMethod(
+        context, [status = status(), onStatus = std::move(onStatus)] { onStatus(status); },
+        Qt::QueuedConnection);
 }
 
 void SystemVoiceCheck::requestAccess(QObject* context, StatusHandler onStatus)
@@ -43,20 +37,6 @@ void SystemVoiceCheck::requestAccess(QObject* context, StatusHandler onStatus)
     m_portal->ask(context, [this, context, onStatus = std::move(onStatus)] { check(context, onStatus); });
 }
 
-void SystemVoiceCheck::onModelLoaded()
-{
-    if (m_trial) {
-        m_modelLoaded = m_trial->readiness() == SpeechRecognizer::Readiness::Ready;
-        m_trial.release()->deleteLater();
-    }
-    const VoiceStatus current = status();
-    const QList<Waiting> waiting = std::exchange(m_waiting, {});
-    for (const Waiting& each : waiting) {
-        if (each.context)
-            each.onStatus(current);
-    }
-}
-
 VoiceStatus SystemVoiceCheck::status() const
 {
     VoiceStatus result;
@@ -64,11 +44,11 @@ VoiceStatus SystemVoiceCheck::status() const
     if (!result.microphone)
         result.microphoneHelp =
             QStringLiteral("No microphone found: connect one, or turn on an input in the sound settings.");
-    result.speech = m_modelLoaded;
+    result.speech = PocketSphinxRecognizer::modelInstalled(m_modelDir);
     if (!result.speech) {
         const bool installed = QDir(m_modelDir + QStringLiteral("/en-us")).exists();
         result.speechHelp = installed
-                                ? QStringLiteral("The speech model in %1 did not load: reinstall the "
+                                ? QStringLiteral("The speech model in %1 is incomplete: reinstall the "
                                                  "pocketsphinx-en-us package.")
                                       .arg(m_modelDir)
                                 : QStringLiteral("No speech model: install the pocketsphinx-en-us package.");

@@ -2,17 +2,14 @@
 
 #include "desktop/VoiceCheck.h"
 
-#include <QList>
 #include <QObject>
-#include <QPointer>
 #include <QString>
 #include <memory>
 
 class MicrophonePortal;
-class SpeechRecognizer;
 
-// Dictation's needs on Linux: an input offered by the sound server, and the pocketsphinx model, which
-// counts as there only once it has actually loaded. A model that loaded once is not loaded again.
+// Dictation's needs on Linux: an input offered by the sound server, and every file of the pocketsphinx
+// model. The model itself loads only when dictation needs it.
 class SystemVoiceCheck : public QObject, public VoiceCheck
 {
     Q_OBJECT
@@ -28,18 +25,8 @@ public:
     void requestAccess(QObject* context, StatusHandler onStatus) override;
 
 private:
-    struct Waiting
-    {
-        QPointer<QObject> context;
-        StatusHandler onStatus;
-    };
-
-    void onModelLoaded();
     VoiceStatus status() const;
 
     QString m_modelDir;
-    bool m_modelLoaded = false;
     std::unique_ptr<MicrophonePortal> m_portal;
-    std::unique_ptr<SpeechRecognizer> m_trial;
-    QList<Waiting> m_waiting;
 };

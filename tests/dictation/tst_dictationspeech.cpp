@@ -113,7 +113,7 @@ private slots:
         QVERIFY(say(phrase));
         if (opening == "arm")
             start();
-        QVERIFY(heardSoFar(phrase));
+        QVERIFY2(heardSoFar(phrase), qPrintable(m_listener->partials.join(QLatin1Char('|'))));
         if (opening != "arm") { // the transcript grew word by word before the key was released
             QVERIFY(m_listener->partials.size() >= 2);
             QVERIFY(m_listener->partials.first().size() < phrase.size());

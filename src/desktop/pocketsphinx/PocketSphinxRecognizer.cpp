@@ -2,17 +2,27 @@
 
 #include "desktop/pocketsphinx/SphinxDecoder.h"
 
+#include <QFileInfo>
+#include <QStringList>
+#include <algorithm>
+
 PocketSphinxRecognizer::PocketSphinxRecognizer(const QString& modelDir, QObject* parent)
-    : SpeechRecognizer(parent), m_decoder(std::make_unique<SphinxDecoder>(m_wanted))
+    : SpeechRecognizer(parent),
+      m_readiness(modelInstalled(modelDir) ? Readiness::Loading : Readiness::Unavailable),
+      m_decoder(std::make_unique<SphinxDecoder>(modelDir, m_wanted))
 {
+    m_idleRelease.setSingleShot(true);
+    m_idleRelease.setInterval(releaseAfterIdleMs);
+    connect(&m_idleRelease, &QTimer::timeout, this, &PocketSphinxRecognizer::releaseModel);
     m_thread.setObjectName(QStringLiteral("speech recognition"));
     m_decoder->moveToThread(&m_thread);
     connect(m_decoder.get(), &SphinxDecoder::loaded, this, &PocketSphinxRecognizer::onLoaded);
     connect(m_decoder.get(), &SphinxDecoder::hypothesis, this, &PocketSphinxRecognizer::onHypothesis);
     connect(m_decoder.get(), &SphinxDecoder::failed, this, &PocketSphinxRecognizer::onFailed);
     m_thread.start();
-    QMetaObject::invokeMethod(m_decoder.get(),
-                              [decoder = m_decoder.get(), modelDir] { decoder->load(modelDir); });
+    // Loading while the microphone stream starts can cost the start of the first utterance, so the model
+    // loads now; the idle release then returns it until the next press.
+    prepare();
 }
 
 PocketSphinxRecognizer::~PocketSphinxRecognizer()
@@ -27,8 +37,31 @@ QString PocketSphinxRecognizer::defaultModelDir()
     return QStringLiteral(TAVRIN_POCKETSPHINX_MODELDIR);
 }
 
+bool PocketSphinxRecognizer::modelInstalled(const QString& modelDir)
+{
+    const QStringList files{QStringLiteral("en-us/en-us/mdef"),
+                            QStringLiteral("en-us/en-us/means"),
+                            QStringLiteral("en-us/en-us/variances"),
+                            QStringLiteral("en-us/en-us/sendump"),
+                            QStringLiteral("en-us/en-us/transition_matrices"),
+                            QStringLiteral("en-us/en-us/feat.params"),
+                            QStringLiteral("en-us/en-us.lm.bin"),
+                            QStringLiteral("en-us/cmudict-en-us.dict")};
+    return std::all_of(files.cbegin(), files.cend(), [&modelDir](const QString& file) {
+        const QFileInfo info(modelDir + QLatin1Char('/') + file);
+        return info.isFile() && info.isReadable() && info.size() > 0;
+    });
+}
+
+void PocketSphinxRecognizer::prepare()
+{
+    m_idleRelease.start();
+    QMetaObject::invokeMethod(m_decoder.get(), &SphinxDecoder::preload);
+}
+
 void PocketSphinxRecognizer::beginUtterance()
 {
+    m_idleRelease.stop();
     const quint64 utterance = ++m_lastUtterance;
     m_wanted.store(utterance);
     QMetaObject::invokeMethod(m_decoder.get(),
@@ -45,6 +78,7 @@ void PocketSphinxRecognizer::appendAudio(const QByteArray& samples)
 
 void PocketSphinxRecognizer::endAudio()
 {
+    m_idleRelease.start();
     const quint64 utterance = m_wanted.load();
     QMetaObject::invokeMethod(m_decoder.get(),
                               [decoder = m_decoder.get(), utterance] { decoder->end(utterance); });
@@ -52,13 +86,22 @@ void PocketSphinxRecognizer::endAudio()
 
 void PocketSphinxRecognizer::cancel()
 {
+    m_idleRelease.start();
     m_wanted.store(0);
     QMetaObject::invokeMethod(m_decoder.get(), [decoder = m_decoder.get()] { decoder->abandon(); });
 }
 
+void PocketSphinxRecognizer::releaseModel()
+{
+    QMetaObject::invokeMethod(m_decoder.get(), &SphinxDecoder::release);
+}
+
 void PocketSphinxRecognizer::onLoaded(bool ok)
 {
-    m_readiness = ok ? Readiness::Ready : Readiness::Unavailable;
+    const Readiness now = ok ? Readiness::Ready : Readiness::Unavailable;
+    if (now == m_readiness)
+        return;
+    m_readiness = now;
     emit readinessChanged();
 }
 

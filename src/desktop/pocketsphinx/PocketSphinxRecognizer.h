@@ -3,23 +3,31 @@
 #include "desktop/SpeechRecognizer.h"
 
 #include <QThread>
+#include <QTimer>
 #include <atomic>
 #include <memory>
 
 class SphinxDecoder;
 
-// Offline recognition of US English by pocketsphinx. The model loads on construction and decoding runs
-// on a thread of its own; results come back to the recogniser's thread.
+// Offline recognition of US English by pocketsphinx. The model weighs about 80 MB: it loads on
+// construction, is released after a few idle minutes and loads again at prepare() (or the next
+// utterance); audio that arrives while it loads waits in the decoding thread's queue. Results come back
+// to the recogniser's thread.
 class PocketSphinxRecognizer : public SpeechRecognizer
 {
     Q_OBJECT
 public:
+    static constexpr int releaseAfterIdleMs = 3 * 60 * 1000;
+
     explicit PocketSphinxRecognizer(const QString& modelDir = defaultModelDir(), QObject* parent = nullptr);
     ~PocketSphinxRecognizer() override;
 
     static QString defaultModelDir();
+    // Whether every file the decoder reads is there and readable, without loading any of them.
+    static bool modelInstalled(const QString& modelDir);
 
     Readiness readiness() const override { return m_readiness; }
+    void prepare() override;
     void beginUtterance() override;
     void appendAudio(const QByteArray& samples) override;
     void endAudio() override;
@@ -29,11 +37,13 @@ private:
     void onLoaded(bool ok);
     void onHypothesis(quint64 utterance, const QString& text, bool isFinal);
     void onFailed(quint64 utterance, const QString& message);
+    void releaseModel();
 
-    Readiness m_readiness = Readiness::Loading;
+    Readiness m_readiness;
     quint64 m_lastUtterance = 0;
     // The utterance whose audio is still wanted; 0 for none. Read by the decoding thread.
     std::atomic<quint64> m_wanted{0};
+    QTimer m_idleRelease;
     QThread m_thread;
     std::unique_ptr<SphinxDecoder> m_decoder;
 };

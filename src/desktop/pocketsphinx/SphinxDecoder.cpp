@@ -1,11 +1,13 @@
 #include "desktop/pocketsphinx/SphinxDecoder.h"
 
 #include <QFile>
+#include <malloc.h>
 #include <pocketsphinx.h>
 #include <sphinxbase/err.h>
+#include <utility>
 
-SphinxDecoder::SphinxDecoder(const std::atomic<quint64>& wanted, QObject* parent)
-    : QObject(parent), m_wanted(wanted)
+SphinxDecoder::SphinxDecoder(QString modelDir, const std::atomic<quint64>& wanted, QObject* parent)
+    : QObject(parent), m_modelDir(std::move(modelDir)), m_wanted(wanted)
 {}
 
 SphinxDecoder::~SphinxDecoder()
@@ -14,13 +16,31 @@ SphinxDecoder::~SphinxDecoder()
         ps_free(m_decoder);
 }
 
-void SphinxDecoder::load(const QString& modelDir)
+void SphinxDecoder::preload()
 {
+    ensureLoaded();
+}
+
+void SphinxDecoder::release()
+{
+    if (!m_decoder)
+        return;
+    abandon();
+    ps_free(m_decoder);
+    m_decoder = nullptr;
+    // The model lives in tens of thousands of small blocks; without a trim the freed heap stays resident.
+    malloc_trim(0);
+}
+
+bool SphinxDecoder::ensureLoaded()
+{
+    if (m_decoder)
+        return true;
     // The library logs every step of its work; nothing of it is meant for the user.
     err_set_logfp(nullptr);
-    const QByteArray acoustic = QFile::encodeName(modelDir + QStringLiteral("/en-us/en-us"));
-    const QByteArray language = QFile::encodeName(modelDir + QStringLiteral("/en-us/en-us.lm.bin"));
-    const QByteArray dictionary = QFile::encodeName(modelDir + QStringLiteral("/en-us/cmudict-en-us.dict"));
+    const QByteArray acoustic = QFile::encodeName(m_modelDir + QStringLiteral("/en-us/en-us"));
+    const QByteArray language = QFile::encodeName(m_modelDir + QStringLiteral("/en-us/en-us.lm.bin"));
+    const QByteArray dictionary = QFile::encodeName(m_modelDir + QStringLiteral("/en-us/cmudict-en-us.dict"));
     // Without the flat-lexicon pass the final result follows the end of the audio within tens of ms.
     cmd_ln_t* config =
         cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", acoustic.constData(), "-lm", language.constData(),
@@ -30,6 +50,7 @@ void SphinxDecoder::load(const QString& modelDir)
         cmd_ln_free_r(config);
     }
     emit loaded(m_decoder != nullptr);
+    return m_decoder != nullptr;
 }
 
 void SphinxDecoder::begin(quint64 utterance)
@@ -37,7 +58,7 @@ void SphinxDecoder::begin(quint64 utterance)
     abandon();
     if (utterance != m_wanted.load())
         return;
-    if (!m_decoder || ps_start_utt(m_decoder) < 0) {
+    if (!ensureLoaded() || ps_start_utt(m_decoder) < 0) {
         emit failed(utterance, QStringLiteral("Speech recognition could not start"));
         return;
     }
