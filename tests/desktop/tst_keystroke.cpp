@@ -2,7 +2,9 @@
 #include "desktop/Keystroke.h"
 #include "desktop/PendingInsertion.h"
 
+#include <QPointer>
 #include <QTest>
+#include <memory>
 
 namespace {
 
@@ -24,6 +26,7 @@ class TestKeystroke : public QObject
 private slots:
     void pastesThenRestores_data();
     void pastesThenRestores();
+    void endsWithThePlatform();
 };
 
 void TestKeystroke::pastesThenRestores_data()
@@ -91,12 +94,22 @@ void TestKeystroke::pastesThenRestores()
         platform.board.copyByUser(newer);
     }
 
-    // The insertion outlives the call; the fake platform must outlive the insertion.
-    QTRY_VERIFY_WITH_TIMEOUT(QCoreApplication::instance()->findChildren<PendingInsertion*>().isEmpty(), 3000);
+    QTRY_VERIFY_WITH_TIMEOUT(platform.pendingWork().findChildren<PendingInsertion*>().isEmpty(), 3000);
     QVERIFY(platform.keys.clock.elapsed() >= paste.elapsedMs + 600);
     QCOMPARE(platform.board.selection, earlierSelection);
     QCOMPARE(platform.board.contents, copiedMeanwhile ? newer : before.isEmpty() ? answer : before);
     QCOMPARE(platform.keys.sent.size(), 1);
+}
+
+void TestKeystroke::endsWithThePlatform()
+{
+    auto platform = std::make_unique<FakeDesktopPlatform>();
+    Keystroke::insert(*platform, "answer", editor);
+    QTRY_COMPARE(platform->keys.sent.size(), 1);
+    const QPointer<PendingInsertion> insertion = platform->pendingWork().findChild<PendingInsertion*>();
+    QVERIFY(insertion);
+    platform.reset();
+    QVERIFY(insertion.isNull());
 }
 
 QTEST_GUILESS_MAIN(TestKeystroke)
