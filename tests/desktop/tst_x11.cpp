@@ -53,9 +53,9 @@ QByteArray pngBytes()
     return buffer.data();
 }
 
-bool insertionsSettled()
+bool insertionsSettled(DesktopPlatform& desktop)
 {
-    return QCoreApplication::instance()->findChildren<PendingInsertion*>().isEmpty();
+    return desktop.pendingWork().findChildren<PendingInsertion*>().isEmpty();
 }
 
 } // namespace
@@ -264,7 +264,7 @@ void TestX11::insertionReplacesEditorSelectionAndRestoresClipboard()
     Keystroke::insert(*m_desktop, QStringLiteral("answer \u00e9"), context.app);
 
     QTRY_COMPARE_WITH_TIMEOUT(m_editor->text(), QStringLiteral("keep answer \u00e9 keep"), 5000);
-    QTRY_VERIFY_WITH_TIMEOUT(insertionsSettled(), 5000);
+    QTRY_VERIFY_WITH_TIMEOUT(insertionsSettled(*m_desktop), 5000);
     QCOMPARE(clipboard(mimeType), data);
 }
 
@@ -276,7 +276,7 @@ void TestX11::insertionIntoTerminal()
     QVERIFY(activate(m_editorWindow));
 
     Keystroke::insert(*m_desktop, "inserted-into-xterm", context.app);
-    QTRY_VERIFY_WITH_TIMEOUT(insertionsSettled(), 5000);
+    QTRY_VERIFY_WITH_TIMEOUT(insertionsSettled(*m_desktop), 5000);
     // The terminal runs cat into a file: Return ends the line so that it gets written.
     QVERIFY(xdotool({"key", "Return"}));
 
