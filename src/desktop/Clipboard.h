@@ -23,4 +23,7 @@ public:
     virtual void setSelectionText(const QString& text) = 0;
     // Grows by one whenever the clipboard's contents change, whoever changed them.
     virtual quint64 changeCount() = 0;
+    // Grows by one whenever another application is handed the text of setTransientText or
+    // setSelectionText: a paste has read it.
+    virtual quint64 servedCount() = 0;
 };

@@ -1,5 +1,6 @@
 #include "DesktopSession.h"
 #include "EditorDriver.h"
+#include "desktop/Clipboard.h"
 #include "desktop/DesktopPlatform.h"
 #include "desktop/FocusCapture.h"
 #include "desktop/FocusContext.h"
@@ -260,12 +261,15 @@ void TestX11::insertionReplacesEditorSelectionAndRestoresClipboard()
     QCOMPARE(context.selection, "REPLACE");
     // Another window in front: the insertion has to bring the editor back.
     QVERIFY(activate(m_terminalWindow));
+    const quint64 served = m_desktop->clipboard().servedCount();
 
     Keystroke::insert(*m_desktop, QStringLiteral("answer \u00e9"), context.app);
 
     QTRY_COMPARE_WITH_TIMEOUT(m_editor->text(), QStringLiteral("keep answer \u00e9 keep"), 5000);
     QTRY_VERIFY_WITH_TIMEOUT(insertionsSettled(*m_desktop), 5000);
     QCOMPARE(clipboard(mimeType), data);
+    // The restore waited for the editor to read the answer.
+    QVERIFY(m_desktop->clipboard().servedCount() > served);
 }
 
 void TestX11::insertionIntoTerminal()
@@ -274,9 +278,11 @@ void TestX11::insertionIntoTerminal()
     const FocusContext context = captureFocus();
     QCOMPARE(context.app->windowClass, "XTerm");
     QVERIFY(activate(m_editorWindow));
+    const quint64 served = m_desktop->clipboard().servedCount();
 
     Keystroke::insert(*m_desktop, "inserted-into-xterm", context.app);
     QTRY_VERIFY_WITH_TIMEOUT(insertionsSettled(*m_desktop), 5000);
+    QVERIFY(m_desktop->clipboard().servedCount() > served);
     // The terminal runs cat into a file: Return ends the line so that it gets written.
     QVERIFY(xdotool({"key", "Return"}));
 

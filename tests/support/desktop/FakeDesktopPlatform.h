@@ -40,6 +40,7 @@ public:
     ClipboardContents contents;
     std::optional<QString> selection;
     quint64 changes = 0;
+    quint64 served = 0;
 
     static ClipboardContents textContents(const QString& text) { return {{{"text/plain", text.toUtf8()}}}; }
     void copyByUser(const ClipboardContents& newContents)
@@ -69,6 +70,7 @@ public:
     std::optional<QString> selectionText() override { return selection; }
     void setSelectionText(const QString& text) override { selection = text; }
     quint64 changeCount() override { return changes; }
+    quint64 servedCount() override { return served; }
 };
 
 // Records synthetic keys, each with what the clipboard held and the fake's age when it was sent.
@@ -82,18 +84,22 @@ public:
         qint64 elapsedMs = 0;
     };
 
-    explicit FakeKeystrokePlatform(Clipboard& clipboard) : m_clipboard(clipboard) { clock.start(); }
+    explicit FakeKeystrokePlatform(FakeClipboard& clipboard) : m_clipboard(clipboard) { clock.start(); }
 
     QList<SentKey> sent;
     QList<RunningApp> activated;
     // How many more times keysHeld() answers true, as if the user were still letting go.
     int heldPolls = 0;
     int backgroundPolls = 0;
+    // Whether the application reads the clipboard as soon as the paste key arrives.
+    bool readsOnPaste = true;
     QElapsedTimer clock;
 
     void sendKey(const KeyChord& chord) override
     {
         sent.append({chord, m_clipboard.text(), clock.elapsed()});
+        if (readsOnPaste)
+            ++m_clipboard.served;
     }
     bool keysHeld() override { return heldPolls > 0 && heldPolls-- > 0; }
     void activate(const RunningApp& app) override { activated.append(app); }
@@ -107,7 +113,7 @@ public:
     }
 
 private:
-    Clipboard& m_clipboard;
+    FakeClipboard& m_clipboard;
 };
 
 // Shortcuts in memory; `taken` lists the chords another client holds.
