@@ -180,7 +180,7 @@ private slots:
         m_desktop->board.copyByUser(FakeClipboard::textContents(QStringLiteral("  See you at 3?\n")));
         m_gestures->replyToClipboard();
         QCOMPARE(phase(), Phase::Typing);
-        QCOMPARE(session().copied(), QStringLiteral("See you at 3?"));
+        QTRY_COMPARE(session().copied(), QStringLiteral("See you at 3?"));
         QCOMPARE(m_panel.shown, QList<bool>{true});
         m_gestures->replyToClipboard();
         QCOMPARE(phase(), Phase::Idle);

@@ -4,6 +4,7 @@
 #include "desktop/DesktopPlatform.h"
 #include "desktop/FocusCapture.h"
 #include "desktop/FocusContext.h"
+#include "desktop/FocusReader.h"
 #include "desktop/HotKey.h"
 #include "desktop/Keystroke.h"
 #include "desktop/PendingInsertion.h"
@@ -73,6 +74,7 @@ private slots:
     void hotKeyHeldByAnotherClient();
     void hotKeyFollowsLayoutChange();
     void terminalSelectionFromPrimary();
+    void clipboardFromItsOwner();
     void editorSelection_data();
     void editorSelection();
     void insertionReplacesEditorSelectionAndRestoresClipboard_data();
@@ -192,6 +194,14 @@ void TestX11::terminalSelectionFromPrimary()
     QTRY_COMPARE((context = captureFocus()).selection, "SELECTME\n");
     QCOMPARE(context.app->windowClass, "XTerm");
     QVERIFY(!context.before);
+}
+
+void TestX11::clipboardFromItsOwner()
+{
+    const QString copied = QStringLiteral("  copied \u00e9 ");
+    QVERIFY(setClipboard(copied.toUtf8(), QStringLiteral("text/plain")));
+    // xclip takes the clipboard a moment after it has read the text.
+    QTRY_COMPARE(m_desktop->focusReader().clipboardText(QDeadlineTimer(1000)), copied);
 }
 
 void TestX11::editorSelection_data()

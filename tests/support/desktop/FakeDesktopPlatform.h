@@ -19,6 +19,8 @@ public:
     std::optional<FocusedElement> element;
     std::optional<QString> fallback;
     int fallbackReads = 0;
+    // Read on the worker, like the system's clipboard; tests change it only before a read.
+    Clipboard* clipboard = nullptr;
 
     std::optional<RunningApp> frontmostApp() override { return app; }
     bool isTrusted(QDeadlineTimer) override { return trusted; }
@@ -30,6 +32,10 @@ public:
     {
         ++fallbackReads;
         return fallback;
+    }
+    std::optional<QString> clipboardText(QDeadlineTimer) override
+    {
+        return clipboard ? clipboard->text() : std::nullopt;
     }
 };
 
@@ -138,7 +144,7 @@ public:
 class FakeDesktopPlatform : public DesktopPlatform
 {
 public:
-    FakeDesktopPlatform() = default;
+    FakeDesktopPlatform() { reader.clipboard = &board; }
     FakeDesktopPlatform(const FakeDesktopPlatform&) = delete;
     FakeDesktopPlatform& operator=(const FakeDesktopPlatform&) = delete;
 
