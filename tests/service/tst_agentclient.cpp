@@ -277,7 +277,7 @@ private slots:
     // server back: the read buffer has to be in force before the answer starts, not once it is read.
     void busyReaderHoldsAFastServerBack()
     {
-        constexpr qint64 flood = 128LL << 20;
+        constexpr qint64 flood = 256LL << 20;
         FloodServer server("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\n\r\n",
                            delta(QByteArray(4000, 'w')), flood);
         QPointer<AskStream> stream = AgentClient::ask(question("flood"), configAt(server.url().toString()));
@@ -285,7 +285,8 @@ private slots:
         // From here on this thread reads nothing while the server sends.
         server.release();
         server.waitUntilStalled(30000);
-        QVERIFY2(server.sent() < flood / 8, QByteArray::number(server.sent() >> 20) + " MiB went out");
+        // The kernel may buffer some 36 MiB of it between the two sockets here.
+        QVERIFY2(server.sent() < flood / 4, QByteArray::number(server.sent() >> 20) + " MiB went out");
         QVERIFY(stream);
         stream->cancel();
     }
