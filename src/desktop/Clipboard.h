@@ -11,7 +11,6 @@ class Clipboard
 public:
     virtual ~Clipboard() = default;
 
-    virtual std::optional<QString> text() = 0;
     virtual ClipboardContents save() = 0;
     virtual void restore(const ClipboardContents& contents) = 0;
     // Puts text on the clipboard as a copy the user made: it stays, and clipboard managers keep it.

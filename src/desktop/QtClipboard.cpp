@@ -71,16 +71,6 @@ QtClipboard::QtClipboard(QObject* parent) : QObject(parent)
     });
 }
 
-std::optional<QString> QtClipboard::text()
-{
-    const OwnRead own(*m_serves);
-    const QMimeData* data = QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
-    if (!data || !data->hasText()) {
-        return std::nullopt;
-    }
-    return data->text();
-}
-
 ClipboardContents QtClipboard::save()
 {
     const OwnRead own(*m_serves);

@@ -13,7 +13,6 @@ class QtClipboard : public QObject, public Clipboard
 public:
     explicit QtClipboard(QObject* parent = nullptr);
 
-    std::optional<QString> text() override;
     ClipboardContents save() override;
     void restore(const ClipboardContents& contents) override;
     void setText(const QString& text) override;

@@ -10,6 +10,8 @@
 #include <QList>
 #include <QMap>
 
+class FakeClipboard;
+
 // A scripted view of the desktop: tests set the fields, capture reads them.
 class FakeFocusReader : public FocusReader
 {
@@ -20,7 +22,7 @@ public:
     std::optional<QString> fallback;
     int fallbackReads = 0;
     // Read on the worker, like the system's clipboard; tests change it only before a read.
-    Clipboard* clipboard = nullptr;
+    const FakeClipboard* clipboard = nullptr;
 
     std::optional<RunningApp> frontmostApp() override { return app; }
     bool isTrusted(QDeadlineTimer) override { return trusted; }
@@ -33,10 +35,7 @@ public:
         ++fallbackReads;
         return fallback;
     }
-    std::optional<QString> clipboardText(QDeadlineTimer) override
-    {
-        return clipboard ? clipboard->text() : std::nullopt;
-    }
+    std::optional<QString> clipboardText(QDeadlineTimer) override;
 };
 
 // An in-memory clipboard; copyByUser() stands for another application copying something.
@@ -55,7 +54,7 @@ public:
         ++changes;
     }
 
-    std::optional<QString> text() override
+    std::optional<QString> text() const
     {
         for (const ClipboardContents::Format& format : contents.formats) {
             if (format.mimeType == QLatin1String("text/plain")) {
@@ -78,6 +77,11 @@ public:
     quint64 changeCount() override { return changes; }
     quint64 servedCount() override { return served; }
 };
+
+inline std::optional<QString> FakeFocusReader::clipboardText(QDeadlineTimer)
+{
+    return clipboard ? clipboard->text() : std::nullopt;
+}
 
 // Records synthetic keys, each with what the clipboard held and the fake's age when it was sent.
 class FakeKeystrokePlatform : public KeystrokePlatform
