@@ -11,7 +11,6 @@ class Clipboard
 public:
     virtual ~Clipboard() = default;
 
-    virtual std::optional<QString> text() = 0;
     virtual ClipboardContents save() = 0;
     virtual void restore(const ClipboardContents& contents) = 0;
     // Puts text on the clipboard as a copy the user made: it stays, and clipboard managers keep it.
@@ -23,4 +22,7 @@ public:
     virtual void setSelectionText(const QString& text) = 0;
     // Grows by one whenever the clipboard's contents change, whoever changed them.
     virtual quint64 changeCount() = 0;
+    // Grows by one whenever another application is handed the text of setTransientText or
+    // setSelectionText: a paste has read it.
+    virtual quint64 servedCount() = 0;
 };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QObject>
+
 class Clipboard;
 class FocusReader;
 class HotKeyPlatform;
@@ -15,4 +17,11 @@ public:
     virtual KeystrokePlatform& keystrokes() = 0;
     virtual Clipboard& clipboard() = 0;
     virtual HotKeyPlatform& hotKeys() = 0;
+
+    // The parent of work in flight that uses these services (a paste waiting to restore the clipboard),
+    // so that it ends with them rather than outliving them.
+    QObject& pendingWork() { return m_pendingWork; }
+
+private:
+    QObject m_pendingWork;
 };

@@ -43,6 +43,26 @@ FocusContext FocusCapture::start(QObject* context, Handler onComplete)
     return immediate;
 }
 
+void FocusCapture::readClipboard(QObject* context, TextHandler onRead)
+{
+    const QDeadlineTimer deadline(clipboardDeadline);
+    QMetaObject::invokeMethod(
+        m_workerContext,
+        [this, deadline, context = QPointer<QObject>(context), onRead = std::move(onRead)] {
+            // Queued behind a silent application, the read is not worth making any more.
+            const std::optional<QString> text =
+                deadline.hasExpired() ? std::nullopt : m_reader.clipboardText(deadline);
+            QMetaObject::invokeMethod(
+                this,
+                [context, onRead, text] {
+                    if (context)
+                        onRead(text);
+                },
+                Qt::QueuedConnection);
+        },
+        Qt::QueuedConnection);
+}
+
 void FocusCapture::complete(quint64 capture, const FocusContext& result)
 {
     if (capture != m_capture || !m_onComplete)

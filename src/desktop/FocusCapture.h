@@ -7,6 +7,7 @@
 #include <QThread>
 #include <chrono>
 #include <functional>
+#include <optional>
 
 class FocusReader;
 
@@ -19,10 +20,13 @@ class FocusCapture : public QObject
 
 public:
     using Handler = std::function<void(const FocusContext&)>;
+    using TextHandler = std::function<void(const std::optional<QString>&)>;
 
     // A capture takes 3 to 15 ms when the application answers; far longer means it will not answer,
     // and by then the user has barely started typing the request that the text goes with.
     static constexpr std::chrono::milliseconds defaultTextDeadline{250};
+    // A clipboard owner answers in milliseconds too; a long text takes a little longer to come.
+    static constexpr std::chrono::milliseconds clipboardDeadline{1000};
 
     explicit FocusCapture(FocusReader& reader, std::chrono::milliseconds textDeadline = defaultTextDeadline,
                           QObject* parent = nullptr);
@@ -33,6 +37,9 @@ public:
     // this thread and by the deadline: with the text when the application answered in time, else as
     // returned here. Not called once context is gone or when a newer capture started meanwhile.
     FocusContext start(QObject* context, Handler onComplete);
+    // Reads the clipboard's text on the worker. onRead receives it on this thread: the text, or nothing
+    // when there is none or its owner did not answer by clipboardDeadline. Not called once context is gone.
+    void readClipboard(QObject* context, TextHandler onRead);
 
 private:
     void complete(quint64 capture, const FocusContext& result);

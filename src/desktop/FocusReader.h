@@ -38,4 +38,6 @@ public:
     // The selection as the platform knows it outside accessibility, only if it belongs to the app.
     virtual std::optional<QString> fallbackSelection(const std::optional<RunningApp>& app,
                                                      QDeadlineTimer deadline) = 0;
+    // The clipboard's text: its owner is another process too.
+    virtual std::optional<QString> clipboardText(QDeadlineTimer deadline) = 0;
 };

@@ -41,12 +41,20 @@ void PendingInsertion::paste()
         QTimer::singleShot(Keystroke::readyPoll, this, &PendingInsertion::paste);
         return;
     }
+    m_servedBeforePaste = m_clipboard.servedCount();
     m_keystrokes.sendKey(m_method.chord);
+    m_restoreDeadline = QDeadlineTimer(Keystroke::restoreWait);
     QTimer::singleShot(Keystroke::restoreDelay, this, &PendingInsertion::restore);
 }
 
 void PendingInsertion::restore()
 {
+    // The application asks for the text when it handles the key; restored before that, it would paste
+    // the previous clipboard.
+    if (m_clipboard.servedCount() == m_servedBeforePaste && !m_restoreDeadline.hasExpired()) {
+        QTimer::singleShot(Keystroke::readyPoll, this, &PendingInsertion::restore);
+        return;
+    }
     // Whatever was copied after our paste is the user's newer choice and stays.
     if (!m_saved.isEmpty() && m_clipboard.changeCount() == m_ourChange) {
         m_clipboard.restore(m_saved);

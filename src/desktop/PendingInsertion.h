@@ -35,4 +35,6 @@ private:
     std::optional<RunningApp> m_into;
     quint64 m_ourChange = 0;
     QDeadlineTimer m_readyDeadline;
+    quint64 m_servedBeforePaste = 0;
+    QDeadlineTimer m_restoreDeadline;
 };

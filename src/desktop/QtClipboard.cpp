@@ -25,6 +25,41 @@ constexpr int maxSavedFormats = 16;
 constexpr qsizetype maxSavedBytes = 16 * 1024 * 1024;
 constexpr int saveBudgetMs = 250;
 
+// Text that counts how often it is handed out: the clipboard serves another application's request by
+// reading it through retrieveData.
+class ServedText : public QMimeData
+{
+public:
+    ServedText(const QString& text, std::shared_ptr<QtClipboard::Serves> serves) : m_serves(std::move(serves))
+    {
+        setText(text);
+    }
+
+protected:
+    QVariant retrieveData(const QString& mimeType, QMetaType type) const override
+    {
+        if (m_serves->ownReads == 0 && mimeType != passwordManagerHint)
+            ++m_serves->served;
+        return QMimeData::retrieveData(mimeType, type);
+    }
+
+private:
+    std::shared_ptr<QtClipboard::Serves> m_serves;
+};
+
+// Marks a read of the clipboard by this process.
+class OwnRead
+{
+public:
+    explicit OwnRead(QtClipboard::Serves& serves) : m_serves(serves) { ++m_serves.ownReads; }
+    ~OwnRead() { --m_serves.ownReads; }
+    OwnRead(const OwnRead&) = delete;
+    OwnRead& operator=(const OwnRead&) = delete;
+
+private:
+    QtClipboard::Serves& m_serves;
+};
+
 } // namespace
 
 QtClipboard::QtClipboard(QObject* parent) : QObject(parent)
@@ -36,17 +71,9 @@ QtClipboard::QtClipboard(QObject* parent) : QObject(parent)
     });
 }
 
-std::optional<QString> QtClipboard::text()
-{
-    const QMimeData* data = QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
-    if (!data || !data->hasText()) {
-        return std::nullopt;
-    }
-    return data->text();
-}
-
 ClipboardContents QtClipboard::save()
 {
+    const OwnRead own(*m_serves);
     ClipboardContents contents;
     const QMimeData* data = QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
     if (!data) {
@@ -86,8 +113,7 @@ void QtClipboard::setText(const QString& text)
 
 void QtClipboard::setTransientText(const QString& text)
 {
-    auto* data = new QMimeData;
-    data->setText(text);
+    auto* data = new ServedText(text, m_serves);
     data->setData(passwordManagerHint, QByteArrayLiteral("secret"));
     QGuiApplication::clipboard()->setMimeData(data, QClipboard::Clipboard);
 }
@@ -97,6 +123,7 @@ std::optional<QString> QtClipboard::selectionText()
     QClipboard* clipboard = QGuiApplication::clipboard();
     if (!clipboard->supportsSelection())
         return std::nullopt;
+    const OwnRead own(*m_serves);
     const QString text = clipboard->text(QClipboard::Selection);
     return text.isEmpty() ? std::nullopt : std::optional<QString>(text);
 }
@@ -105,6 +132,6 @@ void QtClipboard::setSelectionText(const QString& text)
 {
     QClipboard* clipboard = QGuiApplication::clipboard();
     if (clipboard->supportsSelection()) {
-        clipboard->setText(text, QClipboard::Selection);
+        clipboard->setMimeData(new ServedText(text, m_serves), QClipboard::Selection);
     }
 }

@@ -40,3 +40,8 @@ std::optional<QString> LinuxFocusReader::fallbackSelection(const std::optional<R
     }
     return text;
 }
+
+std::optional<QString> LinuxFocusReader::clipboardText(QDeadlineTimer deadline)
+{
+    return X11Selection::readClipboard(deadline);
+}

@@ -18,6 +18,7 @@ public:
                                                  QDeadlineTimer deadline) override;
     std::optional<QString> fallbackSelection(const std::optional<RunningApp>& app,
                                              QDeadlineTimer deadline) override;
+    std::optional<QString> clipboardText(QDeadlineTimer deadline) override;
 
 private:
     X11Windows& m_windows;

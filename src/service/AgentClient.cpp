@@ -37,11 +37,11 @@ AskStream* AgentClient::ask(const AskRequest& request, const AgentConfig& config
 
 AskStream::AskStream(QNetworkReply* reply) : m_reply(reply)
 {
-    // Qt hands the size to the network thread only once the request is under way there; set before,
-    // it is lost, so it is set again when the headers have come.
-    reply->setReadBufferSize(readBufferBytes);
-    connect(reply, &QNetworkReply::metaDataChanged, this,
-            [this] { m_reply->setReadBufferSize(readBufferBytes); });
+    // Qt wires the size through to its network thread when it starts the request, one turn of the event
+    // loop after post(): set now, it never gets there; set when the headers have come, the network thread
+    // has read without limit until then, which a busy main thread can stretch to hundreds of megabytes.
+    // On the next turn it reaches the network thread before the first byte of the answer.
+    QTimer::singleShot(0, reply, [reply] { reply->setReadBufferSize(readBufferBytes); });
     Http::keepTokenAtHome(reply);
     connect(reply, &QNetworkReply::readyRead, this, &AskStream::readBody);
     connect(reply, &QNetworkReply::finished, this, &AskStream::onFinished);

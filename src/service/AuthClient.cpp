@@ -146,10 +146,6 @@ using BodyCallback = Callback<QByteArray>;
 void send(QNetworkReply* reply, QObject* context, bool checked, int deadlineMs, BodyCallback done)
 {
     Http::keepTokenAtHome(reply);
-    QObject::connect(context, &QObject::destroyed, reply, [reply] {
-        reply->abort();
-        reply->deleteLater();
-    });
     // Why this client cut the reply short, when it did.
     auto cutShort = std::make_shared<std::optional<Error>>();
     const auto cut = [reply, cutShort](const QString& why) {
@@ -172,7 +168,7 @@ void send(QNetworkReply* reply, QObject* context, bool checked, int deadlineMs, 
     QTimer::singleShot(deadlineMs, reply, [cut] {
         cut(QStringLiteral("The request timed out: the service took too long to answer."));
     });
-    QObject::connect(
+    const QMetaObject::Connection delivery = QObject::connect(
         reply, &QNetworkReply::finished, context, [reply, checked, cutShort, done = std::move(done)] {
             reply->deleteLater();
             if (*cutShort) {
@@ -201,6 +197,13 @@ void send(QNetworkReply* reply, QObject* context, bool checked, int deadlineMs, 
             }
             done(body);
         });
+    // The context is still connected while it announces its end: cut the delivery first, or the abort
+    // would report a failure into an object that is going away.
+    QObject::connect(context, &QObject::destroyed, reply, [reply, delivery] {
+        QObject::disconnect(delivery);
+        reply->abort();
+        reply->deleteLater();
+    });
 }
 
 Result<QUrl> url(const QString& server, const QString& path)

@@ -42,15 +42,12 @@ void Session::setAdjustText(const QString& text)
     assign(m_adjustText, text, &Session::adjustTextChanged);
 }
 
-std::optional<QString> Session::clipboardText() const
+void Session::readClipboard(QObject* context, std::function<void(const std::optional<QString>&)> onText)
 {
-    const std::optional<QString> text = m_desktop.clipboard().text();
-    if (!text)
-        return std::nullopt;
-    const QString trimmed = text->trimmed();
-    if (trimmed.isEmpty())
-        return std::nullopt;
-    return trimmed;
+    m_capture.readClipboard(context, [onText = std::move(onText)](const std::optional<QString>& text) {
+        const QString trimmed = text.value_or(QString()).trimmed();
+        onText(trimmed.isEmpty() ? std::nullopt : std::optional<QString>(trimmed));
+    });
 }
 
 void Session::setCopied(const std::optional<QString>& copied)
@@ -68,8 +65,15 @@ void Session::begin(bool listening, bool replyToClipboard)
         emit contextChanged();
     });
     emit contextChanged();
-    m_copied = replyToClipboard ? clipboardText() : std::nullopt;
+    m_copied = std::nullopt;
     emit copiedChanged();
+    // The message to reply to follows when the clipboard's owner answers, unless the user moved on.
+    if (replyToClipboard) {
+        readClipboard(this, [this, request = m_requestNumber](const std::optional<QString>& text) {
+            if (request == m_requestNumber && m_phase.kind == Phase::Typing)
+                setCopied(text);
+        });
+    }
     setRequest(QString());
     setAnswer(QString());
     setRouteLabel(QString());

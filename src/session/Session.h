@@ -84,8 +84,10 @@ public:
     void copy();
     void close();
 
-    // The clipboard's plain text without surrounding white space; absent when there is none.
-    std::optional<QString> clipboardText() const;
+    // Reads the clipboard's plain text off the main thread, since its owner may not answer. onText
+    // receives it without surrounding white space, or nothing when there is none. Not called once
+    // context is gone.
+    void readClipboard(QObject* context, std::function<void(const std::optional<QString>&)> onText);
 
 signals:
     void phaseChanged();

@@ -431,8 +431,9 @@ QWidget* PanelView::buildFooter()
     connect(m_ask, &QAbstractButton::clicked, this, [this] { m_session.send(); });
     m_replyToCopied = new OutlineButtonStyle(tr("Reply to copied"), false, m_footer);
     m_replyToCopied->setSymbol(Icons::Symbol::DocOnClipboard);
-    connect(m_replyToCopied, &QAbstractButton::clicked, this,
-            [this] { m_session.setCopied(m_session.clipboardText()); });
+    connect(m_replyToCopied, &QAbstractButton::clicked, this, [this] {
+        m_session.readClipboard(this, [this](const auto& text) { m_session.setCopied(text); });
+    });
     m_routeLabel = new QLabel(m_footer);
     m_routeLabel->setFont(pixelFont(11));
     m_routeLabel->setForegroundRole(QPalette::PlaceholderText);
@@ -503,7 +504,10 @@ void PanelView::answerChanged()
 
 void PanelView::readClipboard()
 {
-    m_clipboardHasText = m_session.clipboardText().has_value();
+    m_session.readClipboard(this, [this](const std::optional<QString>& text) {
+        m_clipboardHasText = text.has_value();
+        refreshFooter();
+    });
 }
 
 void PanelView::refresh()

@@ -179,7 +179,8 @@ private slots:
         const auto gesture = [&] { reply ? m_gestures->replyToClipboard() : m_gestures->tap(); };
         gesture();
         QCOMPARE(phase(), Phase::Typing);
-        QCOMPARE(session().copied(), reply ? std::optional(QStringLiteral("See you at 3?")) : std::nullopt);
+        QTRY_COMPARE(session().copied(),
+                     reply ? std::optional(QStringLiteral("See you at 3?")) : std::nullopt);
         QCOMPARE(m_panel.shown, QList<bool>{true});
         QVERIFY(!m_fakes.microphone->isOpen());
         gesture();

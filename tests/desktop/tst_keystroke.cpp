@@ -2,7 +2,9 @@
 #include "desktop/Keystroke.h"
 #include "desktop/PendingInsertion.h"
 
+#include <QPointer>
 #include <QTest>
+#include <memory>
 
 namespace {
 
@@ -24,6 +26,7 @@ class TestKeystroke : public QObject
 private slots:
     void pastesThenRestores_data();
     void pastesThenRestores();
+    void endsWithThePlatform();
 };
 
 void TestKeystroke::pastesThenRestores_data()
@@ -35,12 +38,14 @@ void TestKeystroke::pastesThenRestores_data()
     QTest::addColumn<int>("heldPolls");
     QTest::addColumn<bool>("copiedMeanwhile");
     QTest::addColumn<int>("backgroundPolls");
+    // When the application reads the pasted text, after the paste key: 0 at once, -1 never.
+    QTest::addColumn<int>("readAfterMs");
     const auto row = [](const char* name, const Target& target,
                         const ClipboardContents& before = richContents, const KeyChord& chord = ctrlV,
                         const std::optional<QString>& selection = {}, int heldPolls = 0,
-                        bool copiedMeanwhile = false, int backgroundPolls = 0) {
+                        bool copiedMeanwhile = false, int backgroundPolls = 0, int readAfterMs = 0) {
         QTest::newRow(name) << target << before << chord << selection << heldPolls << copiedMeanwhile
-                            << backgroundPolls;
+                            << backgroundPolls << readAfterMs;
     };
 
     row("several formats", editor);
@@ -54,6 +59,8 @@ void TestKeystroke::pastesThenRestores_data()
     row("waits for held keys", editor, richContents, ctrlV, {}, 5);
     row("keeps what the user copied meanwhile", editor, richContents, ctrlV, {}, 0, true);
     row("waits for the application to come to the front", editor, richContents, ctrlV, {}, 0, false, 5);
+    row("waits for a slow application to read", editor, richContents, ctrlV, {}, 0, false, 0, 1200);
+    row("restores when the application never reads", editor, richContents, ctrlV, {}, 0, false, 0, -1);
 }
 
 void TestKeystroke::pastesThenRestores()
@@ -65,7 +72,9 @@ void TestKeystroke::pastesThenRestores()
     QFETCH(int, heldPolls);
     QFETCH(bool, copiedMeanwhile);
     QFETCH(int, backgroundPolls);
+    QFETCH(int, readAfterMs);
     FakeDesktopPlatform platform;
+    platform.keys.readsOnPaste = readAfterMs == 0;
     platform.keys.backgroundPolls = backgroundPolls;
     platform.board.contents = before;
     platform.keys.heldPolls = heldPolls;
@@ -90,13 +99,29 @@ void TestKeystroke::pastesThenRestores()
     if (copiedMeanwhile) {
         platform.board.copyByUser(newer);
     }
+    if (readAfterMs > 0) {
+        QTRY_VERIFY_WITH_TIMEOUT(platform.keys.clock.elapsed() >= paste.elapsedMs + readAfterMs, 5000);
+        QCOMPARE(platform.board.contents, answer);
+        ++platform.board.served;
+    }
 
-    // The insertion outlives the call; the fake platform must outlive the insertion.
-    QTRY_VERIFY_WITH_TIMEOUT(QCoreApplication::instance()->findChildren<PendingInsertion*>().isEmpty(), 3000);
-    QVERIFY(platform.keys.clock.elapsed() >= paste.elapsedMs + 600);
+    QTRY_VERIFY_WITH_TIMEOUT(platform.pendingWork().findChildren<PendingInsertion*>().isEmpty(), 5000);
+    const qint64 restoredAfter = platform.keys.clock.elapsed() - paste.elapsedMs;
+    QVERIFY(restoredAfter >= (readAfterMs < 0 ? 3000 : std::max(600, readAfterMs)));
     QCOMPARE(platform.board.selection, earlierSelection);
     QCOMPARE(platform.board.contents, copiedMeanwhile ? newer : before.isEmpty() ? answer : before);
     QCOMPARE(platform.keys.sent.size(), 1);
+}
+
+void TestKeystroke::endsWithThePlatform()
+{
+    auto platform = std::make_unique<FakeDesktopPlatform>();
+    Keystroke::insert(*platform, "answer", editor);
+    QTRY_COMPARE(platform->keys.sent.size(), 1);
+    const QPointer<PendingInsertion> insertion = platform->pendingWork().findChild<PendingInsertion*>();
+    QVERIFY(insertion);
+    platform.reset();
+    QVERIFY(insertion.isNull());
 }
 
 QTEST_GUILESS_MAIN(TestKeystroke)

@@ -1,8 +1,10 @@
 #include "DesktopSession.h"
 #include "EditorDriver.h"
+#include "desktop/Clipboard.h"
 #include "desktop/DesktopPlatform.h"
 #include "desktop/FocusCapture.h"
 #include "desktop/FocusContext.h"
+#include "desktop/FocusReader.h"
 #include "desktop/HotKey.h"
 #include "desktop/Keystroke.h"
 #include "desktop/PendingInsertion.h"
@@ -53,9 +55,9 @@ QByteArray pngBytes()
     return buffer.data();
 }
 
-bool insertionsSettled()
+bool insertionsSettled(DesktopPlatform& desktop)
 {
-    return QCoreApplication::instance()->findChildren<PendingInsertion*>().isEmpty();
+    return desktop.pendingWork().findChildren<PendingInsertion*>().isEmpty();
 }
 
 } // namespace
@@ -72,6 +74,7 @@ private slots:
     void hotKeyHeldByAnotherClient();
     void hotKeyFollowsLayoutChange();
     void terminalSelectionFromPrimary();
+    void clipboardFromItsOwner();
     void editorSelection_data();
     void editorSelection();
     void insertionReplacesEditorSelectionAndRestoresClipboard_data();
@@ -193,6 +196,14 @@ void TestX11::terminalSelectionFromPrimary()
     QVERIFY(!context.before);
 }
 
+void TestX11::clipboardFromItsOwner()
+{
+    const QString copied = QStringLiteral("  copied \u00e9 ");
+    QVERIFY(setClipboard(copied.toUtf8(), QStringLiteral("text/plain")));
+    // xclip takes the clipboard a moment after it has read the text.
+    QTRY_COMPARE(m_desktop->focusReader().clipboardText(QDeadlineTimer(1000)), copied);
+}
+
 void TestX11::editorSelection_data()
 {
     QTest::addColumn<QString>("text");
@@ -260,12 +271,15 @@ void TestX11::insertionReplacesEditorSelectionAndRestoresClipboard()
     QCOMPARE(context.selection, "REPLACE");
     // Another window in front: the insertion has to bring the editor back.
     QVERIFY(activate(m_terminalWindow));
+    const quint64 served = m_desktop->clipboard().servedCount();
 
     Keystroke::insert(*m_desktop, QStringLiteral("answer \u00e9"), context.app);
 
     QTRY_COMPARE_WITH_TIMEOUT(m_editor->text(), QStringLiteral("keep answer \u00e9 keep"), 5000);
-    QTRY_VERIFY_WITH_TIMEOUT(insertionsSettled(), 5000);
+    QTRY_VERIFY_WITH_TIMEOUT(insertionsSettled(*m_desktop), 5000);
     QCOMPARE(clipboard(mimeType), data);
+    // The restore waited for the editor to read the answer.
+    QVERIFY(m_desktop->clipboard().servedCount() > served);
 }
 
 void TestX11::insertionIntoTerminal()
@@ -274,9 +288,11 @@ void TestX11::insertionIntoTerminal()
     const FocusContext context = captureFocus();
     QCOMPARE(context.app->windowClass, "XTerm");
     QVERIFY(activate(m_editorWindow));
+    const quint64 served = m_desktop->clipboard().servedCount();
 
     Keystroke::insert(*m_desktop, "inserted-into-xterm", context.app);
-    QTRY_VERIFY_WITH_TIMEOUT(insertionsSettled(), 5000);
+    QTRY_VERIFY_WITH_TIMEOUT(insertionsSettled(*m_desktop), 5000);
+    QVERIFY(m_desktop->clipboard().servedCount() > served);
     // The terminal runs cat into a file: Return ends the line so that it gets written.
     QVERIFY(xdotool({"key", "Return"}));
 

@@ -1,4 +1,5 @@
 #include "ClosedPort.h"
+#include "FloodServer.h"
 #include "ScriptedServer.h"
 #include "service/AgentClient.h"
 
@@ -270,6 +271,24 @@ private slots:
         QTRY_VERIFY(answer.stream.isNull());
         QCOMPARE(answer.events, (QList<AskEvent>{Delta{"a"}}));
         QCOMPARE(answer.finishes, 0);
+    }
+
+    // A reader that is busy from the first byte on (a slow terminal, a loaded machine) must hold a fast
+    // server back: the read buffer has to be in force before the answer starts, not once it is read.
+    void busyReaderHoldsAFastServerBack()
+    {
+        constexpr qint64 flood = 256LL << 20;
+        FloodServer server("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\n\r\n",
+                           delta(QByteArray(4000, 'w')), flood);
+        QPointer<AskStream> stream = AgentClient::ask(question("flood"), configAt(server.url().toString()));
+        QTRY_VERIFY(server.hasRequest());
+        // From here on this thread reads nothing while the server sends.
+        server.release();
+        server.waitUntilStalled(30000);
+        // The kernel may buffer some 36 MiB of it between the two sockets here.
+        QVERIFY2(server.sent() < flood / 4, QByteArray::number(server.sent() >> 20) + " MiB went out");
+        QVERIFY(stream);
+        stream->cancel();
     }
 
     void redirects_data()

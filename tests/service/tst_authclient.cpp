@@ -4,6 +4,7 @@
 
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -225,6 +226,22 @@ private slots:
             QCOMPARE(server.requests().at(1).method, QByteArray("DELETE"));
             QCOMPARE(server.requests().at(1).path, deletePath);
         }
+    }
+
+    void destroyedContextHearsNothing()
+    {
+        ScriptedServer server;
+        server.enqueue(json(200, R"({"user":)").heldPart("{}}"));
+        QSignalSpy closed(&server, &ScriptedServer::closedByClient);
+        int answers = 0;
+        {
+            QObject context;
+            AuthClient::me(configFor(server), &context,
+                           [&answers](const Result<AuthClient::User>&) { ++answers; });
+            QTRY_VERIFY(server.isHolding());
+        }
+        QTRY_COMPARE(closed.size(), 1);
+        QCOMPARE(answers, 0);
     }
 
     void signOutForgetsEvenWithTheServerDown()

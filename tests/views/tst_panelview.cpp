@@ -205,8 +205,8 @@ private slots:
         QCOMPARE(m_session->request(), typed);
         QCOMPARE(title(), QStringLiteral("Tavrin"));
         QVERIFY(labels().contains(QStringLiteral("Mousepad")));
-        QCOMPARE(requestField()->placeholderText(), placeholder);
-        QCOMPARE(buttons(), footer);
+        QTRY_COMPARE(requestField()->placeholderText(), placeholder);
+        QTRY_COMPARE(buttons(), footer);
         QCOMPARE(button(primary)->isEnabled(), enabled);
         if (!clipboard.isEmpty() && !reply) {
             QCOMPARE(button("Reply to copied")->toolTip(),
@@ -231,7 +231,7 @@ private slots:
             FakeClipboard::textContents(QStringLiteral("  Are you free on Thursday?\n")));
         m_session->begin(false, false);
         QTest::mouseClick(button("Reply to copied"), Qt::LeftButton);
-        QCOMPARE(m_session->copied(), QStringLiteral("Are you free on Thursday?"));
+        QTRY_COMPARE(m_session->copied(), QStringLiteral("Are you free on Thursday?"));
         QVERIFY(labels().contains(QStringLiteral("Replying to: Are you free on Thursday?")));
         QCOMPARE(button("Reply ⏎")->isEnabled(), true);
         QTest::mouseClick(button("Don't use the clipboard"), Qt::LeftButton);

@@ -2,6 +2,8 @@
 
 #include "desktop/x11/XcbReply.h"
 
+#include <algorithm>
+#include <array>
 #include <cstring>
 #include <poll.h>
 #include <xcb/xcb.h>
@@ -40,9 +42,8 @@ XcbReply<xcb_selection_notify_event_t> waitForNotify(xcb_connection_t* c, QDeadl
     return nullptr;
 }
 
-} // namespace
-
-std::optional<QString> readPrimary(QDeadlineTimer deadline)
+// `selection` is the atom's name, or null for PRIMARY, which needs no round trip.
+std::optional<QString> read(const char* selection, QDeadlineTimer deadline)
 {
     int screenNumber = 0;
     const std::unique_ptr<xcb_connection_t, Disconnect> connection(xcb_connect(nullptr, &screenNumber));
@@ -58,21 +59,43 @@ std::optional<QString> readPrimary(QDeadlineTimer deadline)
     const xcb_window_t window = xcb_generate_id(c);
     xcb_create_window(c, XCB_COPY_FROM_PARENT, window, screens.data->root, 0, 0, 1, 1, 0,
                       XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
-    const xcb_atom_t utf8 = atom(c, "UTF8_STRING");
     const xcb_atom_t property = atom(c, "TAVRIN_SELECTION");
-    xcb_convert_selection(c, window, XCB_ATOM_PRIMARY, utf8, property, XCB_CURRENT_TIME);
-    xcb_flush(c);
+    const xcb_atom_t source = selection ? atom(c, selection) : xcb_atom_t(XCB_ATOM_PRIMARY);
+    // Most owners offer the first; some simple ones only the MIME names, and some answer any request
+    // with the one type they have.
+    const std::array<xcb_atom_t, 3> textTypes = {atom(c, "UTF8_STRING"), atom(c, "text/plain;charset=utf-8"),
+                                                 atom(c, "text/plain")};
+    for (const xcb_atom_t target : textTypes) {
+        xcb_convert_selection(c, window, source, target, property, XCB_CURRENT_TIME);
+        xcb_flush(c);
+        const XcbReply<xcb_selection_notify_event_t> notify = waitForNotify(c, deadline);
+        if (!notify)
+            return std::nullopt;
+        if (notify->property == XCB_ATOM_NONE)
+            continue;
+        const XcbReply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+            c, xcb_get_property(c, 1, window, property, XCB_GET_PROPERTY_TYPE_ANY, 0, maxBytes / 4),
+            nullptr));
+        // Another type (an incremental transfer, for one) or more than we asked for: leave it out.
+        if (!reply || std::find(textTypes.begin(), textTypes.end(), reply->type) == textTypes.end() ||
+            reply->format != 8 || reply->bytes_after > 0)
+            return std::nullopt;
+        return QString::fromUtf8(static_cast<const char*>(xcb_get_property_value(reply.get())),
+                                 xcb_get_property_value_length(reply.get()));
+    }
+    return std::nullopt;
+}
 
-    const XcbReply<xcb_selection_notify_event_t> notify = waitForNotify(c, deadline);
-    if (!notify || notify->property == XCB_ATOM_NONE)
-        return std::nullopt;
-    const XcbReply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
-        c, xcb_get_property(c, 1, window, property, XCB_GET_PROPERTY_TYPE_ANY, 0, maxBytes / 4), nullptr));
-    // Another type (an incremental transfer, for one) or more than we asked for: leave it out.
-    if (!reply || reply->type != utf8 || reply->format != 8 || reply->bytes_after > 0)
-        return std::nullopt;
-    return QString::fromUtf8(static_cast<const char*>(xcb_get_property_value(reply.get())),
-                             xcb_get_property_value_length(reply.get()));
+} // namespace
+
+std::optional<QString> readPrimary(QDeadlineTimer deadline)
+{
+    return read(nullptr, deadline);
+}
+
+std::optional<QString> readClipboard(QDeadlineTimer deadline)
+{
+    return read("CLIPBOARD", deadline);
 }
 
 } // namespace X11Selection

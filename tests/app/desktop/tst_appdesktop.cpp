@@ -310,7 +310,7 @@ private slots:
         const auto replyAndAnswer = [this] {
             QVERIFY(key(QStringLiteral("alt+shift+space")));
             QTRY_COMPARE(phase(), Phase::Typing);
-            QCOMPARE(m_app->session().copied(), QStringLiteral("Lunch at noon?"));
+            QTRY_COMPARE(m_app->session().copied(), QStringLiteral("Lunch at noon?"));
             m_app->session().send();
             QCOMPARE(m_app->session().request(), Session::replyRequest);
             QTRY_VERIFY_WITH_TIMEOUT(m_app->session().routeLabel().endsWith(u's'), 10000);

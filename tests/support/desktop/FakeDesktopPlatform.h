@@ -10,6 +10,8 @@
 #include <QList>
 #include <QMap>
 
+class FakeClipboard;
+
 // A scripted view of the desktop: tests set the fields, capture reads them.
 class FakeFocusReader : public FocusReader
 {
@@ -19,6 +21,8 @@ public:
     std::optional<FocusedElement> element;
     std::optional<QString> fallback;
     int fallbackReads = 0;
+    // Read on the worker, like the system's clipboard; tests change it only before a read.
+    const FakeClipboard* clipboard = nullptr;
 
     std::optional<RunningApp> frontmostApp() override { return app; }
     bool isTrusted(QDeadlineTimer) override { return trusted; }
@@ -31,6 +35,7 @@ public:
         ++fallbackReads;
         return fallback;
     }
+    std::optional<QString> clipboardText(QDeadlineTimer) override;
 };
 
 // An in-memory clipboard; copyByUser() stands for another application copying something.
@@ -40,6 +45,7 @@ public:
     ClipboardContents contents;
     std::optional<QString> selection;
     quint64 changes = 0;
+    quint64 served = 0;
 
     static ClipboardContents textContents(const QString& text) { return {{{"text/plain", text.toUtf8()}}}; }
     void copyByUser(const ClipboardContents& newContents)
@@ -48,7 +54,7 @@ public:
         ++changes;
     }
 
-    std::optional<QString> text() override
+    std::optional<QString> text() const
     {
         for (const ClipboardContents::Format& format : contents.formats) {
             if (format.mimeType == QLatin1String("text/plain")) {
@@ -69,7 +75,13 @@ public:
     std::optional<QString> selectionText() override { return selection; }
     void setSelectionText(const QString& text) override { selection = text; }
     quint64 changeCount() override { return changes; }
+    quint64 servedCount() override { return served; }
 };
+
+inline std::optional<QString> FakeFocusReader::clipboardText(QDeadlineTimer)
+{
+    return clipboard ? clipboard->text() : std::nullopt;
+}
 
 // Records synthetic keys, each with what the clipboard held and the fake's age when it was sent.
 class FakeKeystrokePlatform : public KeystrokePlatform
@@ -82,18 +94,22 @@ public:
         qint64 elapsedMs = 0;
     };
 
-    explicit FakeKeystrokePlatform(Clipboard& clipboard) : m_clipboard(clipboard) { clock.start(); }
+    explicit FakeKeystrokePlatform(FakeClipboard& clipboard) : m_clipboard(clipboard) { clock.start(); }
 
     QList<SentKey> sent;
     QList<RunningApp> activated;
     // How many more times keysHeld() answers true, as if the user were still letting go.
     int heldPolls = 0;
     int backgroundPolls = 0;
+    // Whether the application reads the clipboard as soon as the paste key arrives.
+    bool readsOnPaste = true;
     QElapsedTimer clock;
 
     void sendKey(const KeyChord& chord) override
     {
         sent.append({chord, m_clipboard.text(), clock.elapsed()});
+        if (readsOnPaste)
+            ++m_clipboard.served;
     }
     bool keysHeld() override { return heldPolls > 0 && heldPolls-- > 0; }
     void activate(const RunningApp& app) override { activated.append(app); }
@@ -107,7 +123,7 @@ public:
     }
 
 private:
-    Clipboard& m_clipboard;
+    FakeClipboard& m_clipboard;
 };
 
 // Shortcuts in memory; `taken` lists the chords another client holds.
@@ -132,7 +148,7 @@ public:
 class FakeDesktopPlatform : public DesktopPlatform
 {
 public:
-    FakeDesktopPlatform() = default;
+    FakeDesktopPlatform() { reader.clipboard = &board; }
     FakeDesktopPlatform(const FakeDesktopPlatform&) = delete;
     FakeDesktopPlatform& operator=(const FakeDesktopPlatform&) = delete;
 
