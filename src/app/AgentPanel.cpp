@@ -3,6 +3,7 @@
 #include "desktop/FloatingWindowPlatform.h"
 #include "views/PanelView.h"
 
+#include <QApplication>
 #include <QCursor>
 #include <QGuiApplication>
 #include <QPainterPath>
@@ -50,6 +51,11 @@ void AgentPanel::showPanel(bool makeKey)
         return;
     activateWindow();
     m_windowManager.activate(winId());
+    // After a shortcut closed the panel, Qt can keep the hidden window as its focus window while the
+    // widgets have no active window; the focus coming back is then no change to Qt, and the panel
+    // would never become the active window. Bring the widgets in line with Qt's focus window.
+    if (QGuiApplication::focusWindow() == windowHandle() && QApplication::activeWindow() != this)
+        QApplication::setActiveWindow(this);
 }
 
 void AgentPanel::keepTopEdge()
