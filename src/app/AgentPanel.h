@@ -5,6 +5,7 @@
 #include <QWidget>
 #include <optional>
 
+class FloatingWindowPlatform;
 class PanelView;
 class Session;
 
@@ -20,7 +21,7 @@ public:
     static constexpr int initialHeight = 160;
     static constexpr int cornerRadius = 14;
 
-    explicit AgentPanel(Session& session, QWidget* parent = nullptr);
+    AgentPanel(Session& session, FloatingWindowPlatform& windowManager, QWidget* parent = nullptr);
 
     // Places the panel on the screen under the pointer and brings it to the front; with makeKey it
     // also takes the keyboard, otherwise the application in front keeps it.
@@ -37,6 +38,7 @@ private:
     void keepTopEdge();
     void updateCornerMask();
 
+    FloatingWindowPlatform& m_windowManager;
     PanelView* m_view;
     std::optional<int> m_anchorTop;
     bool m_composited = false;

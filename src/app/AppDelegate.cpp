@@ -10,6 +10,7 @@
 #include "config/Preferences.h"
 #include "desktop/DesktopPlatform.h"
 #include "desktop/Dictation.h"
+#include "desktop/FloatingWindowPlatform.h"
 #include "platform/BusAccessibilitySwitch.h"
 #include "platform/MicrophonePortal.h"
 #include "platform/Platform.h"
@@ -119,7 +120,8 @@ void AppDelegate::rebuildMenu()
 
 void AppDelegate::createPanel()
 {
-    m_panel = std::make_unique<AgentPanel>(*m_session);
+    m_windowManager = Platform::createFloatingWindows();
+    m_panel = std::make_unique<AgentPanel>(*m_session, *m_windowManager);
 }
 
 void AppDelegate::installShortcuts()

@@ -13,6 +13,7 @@
 
 class AccessibilitySwitch;
 class DesktopPlatform;
+class FloatingWindowPlatform;
 class AgentPanel;
 class BrowserSignIn;
 class ConfigWatcher;
@@ -77,6 +78,7 @@ private:
     std::unique_ptr<VoiceCheck> m_voiceCheck;
     std::unique_ptr<Session> m_session;
     std::unique_ptr<HomeModel> m_home;
+    std::unique_ptr<FloatingWindowPlatform> m_windowManager;
     std::unique_ptr<AgentPanel> m_panel;
     AskShortcuts m_shortcuts;
     HotKeyGestures m_gestures;

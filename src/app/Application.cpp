@@ -62,11 +62,12 @@ int run(int& argc, char** argv, const QStringList& arguments)
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/icons/tavrin.svg")));
 
     InstanceChannel channel;
-    if (const std::optional<Error> failure = channel.listen()) {
+    if (const Result<void> listening = channel.listen(); !listening.ok()) {
         // Another start slipped in since our first look: it is the instance now.
-        if (failure->message == InstanceChannel::alreadyRunning && handOver(request) == HandOver::Delivered)
+        if (listening.error().message == InstanceChannel::alreadyRunning &&
+            handOver(request) == HandOver::Delivered)
             return 0;
-        std::fprintf(stderr, "tavrin: %s\n", qUtf8Printable(failure->message));
+        std::fprintf(stderr, "tavrin: %s\n", qUtf8Printable(listening.error().message));
         return 1;
     }
 

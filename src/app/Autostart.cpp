@@ -64,14 +64,14 @@ bool isEnabled()
     return !contents.contains("\nHidden=true") && !contents.contains("\nX-GNOME-Autostart-enabled=false");
 }
 
-std::optional<Error> setEnabled(bool enabled, const QString& program)
+Result<void> setEnabled(bool enabled, const QString& program)
 {
     const QString path = entryPath();
     if (!enabled) {
         QFile file(path);
         if (file.exists() && !file.remove())
             return fileError(QStringLiteral("Cannot remove %1: %2").arg(path, file.errorString()));
-        return std::nullopt;
+        return {};
     }
     if (!QDir().mkpath(QFileInfo(path).path()))
         return fileError(QStringLiteral("Cannot create the folder of %1").arg(path));
@@ -81,7 +81,7 @@ std::optional<Error> setEnabled(bool enabled, const QString& program)
     file.write(entry(program));
     if (!file.commit())
         return fileError(QStringLiteral("Cannot write %1: %2").arg(path, file.errorString()));
-    return std::nullopt;
+    return {};
 }
 
 } // namespace Autostart

@@ -1,9 +1,8 @@
 #pragma once
 
-#include "base/Error.h"
+#include "base/Result.h"
 
 #include <QString>
-#include <optional>
 
 // "Start at login": an XDG autostart entry for this program, written or removed. Off until the user
 // turns it on.
@@ -13,6 +12,6 @@ namespace Autostart {
 QString entryPath();
 bool isEnabled();
 // Writes the entry for the given program, or removes it; the failure says why.
-std::optional<Error> setEnabled(bool enabled, const QString& program);
+Result<void> setEnabled(bool enabled, const QString& program);
 
 } // namespace Autostart

@@ -83,12 +83,11 @@ void DesktopOptionsView::showShortcut()
 
 void DesktopOptionsView::startAtLoginToggled(bool enabled)
 {
-    const std::optional<Error> failure =
-        Autostart::setEnabled(enabled, QCoreApplication::applicationFilePath());
-    m_autostartProblem->setVisible(failure.has_value());
-    if (!failure)
+    const Result<void> written = Autostart::setEnabled(enabled, QCoreApplication::applicationFilePath());
+    m_autostartProblem->setVisible(!written.ok());
+    if (written.ok())
         return;
-    m_autostartProblem->setText(failure->message);
+    m_autostartProblem->setText(written.error().message);
     // The switch shows what is on the disk.
     const QSignalBlocker quiet(m_startAtLogin);
     m_startAtLogin->setChecked(Autostart::isEnabled());

@@ -19,7 +19,7 @@ Error channelError(const QString& message)
 }
 
 // The folder must be ours alone: a real directory, owned by this user, closed to everyone else.
-std::optional<Error> ensurePrivateFolder(const QString& path)
+Result<void> ensurePrivateFolder(const QString& path)
 {
     const QByteArray native = QFile::encodeName(path);
     if (::mkdir(native.constData(), 0700) != 0 && errno != EEXIST)
@@ -31,7 +31,7 @@ std::optional<Error> ensurePrivateFolder(const QString& path)
         return channelError(QStringLiteral("Cannot read %1: %2").arg(path, qt_error_string(errno)));
     if (!S_ISDIR(status.st_mode) || status.st_uid != ::getuid() || (status.st_mode & 077) != 0)
         return channelError(QStringLiteral("%1 is not a private folder of this user").arg(path));
-    return std::nullopt;
+    return {};
 }
 
 bool peerIsThisUser(const QLocalSocket& socket)
@@ -71,10 +71,10 @@ std::optional<InstanceMessage> InstanceMessage::decode(const QByteArray& line)
     if (line == "reply\n")
         return InstanceMessage{Kind::Reply, {}};
     if (!line.startsWith("url ") || !line.endsWith('\n'))
-        return std::nullopt;
+        return {};
     const QUrl url = QUrl::fromEncoded(line.mid(4).chopped(1), QUrl::StrictMode);
     if (!url.isValid() || url.scheme() != morvikScheme)
-        return std::nullopt;
+        return {};
     return InstanceMessage{Kind::OpenUrl, url};
 }
 
@@ -90,16 +90,16 @@ Result<QString> InstanceChannel::socketPath()
     QString folder = qEnvironmentVariable("XDG_RUNTIME_DIR");
     if (folder.isEmpty()) {
         folder = QDir::tempPath() + QStringLiteral("/tavrin-%1").arg(::getuid());
-        if (auto failure = ensurePrivateFolder(folder))
-            return *failure;
+        if (const Result<void> made = ensurePrivateFolder(folder); !made.ok())
+            return made.error();
     }
     folder += QStringLiteral("/tavrin");
-    if (auto failure = ensurePrivateFolder(folder))
-        return *failure;
+    if (const Result<void> made = ensurePrivateFolder(folder); !made.ok())
+        return made.error();
     return folder + QStringLiteral("/instance");
 }
 
-std::optional<Error> InstanceChannel::listen()
+Result<void> InstanceChannel::listen()
 {
     const Result<QString> path = socketPath();
     if (!path.ok())
@@ -112,7 +112,7 @@ std::optional<Error> InstanceChannel::listen()
     QLocalServer::removeServer(path.value());
     if (!m_server.listen(path.value()))
         return channelError(m_server.errorString());
-    return std::nullopt;
+    return {};
 }
 
 void InstanceChannel::accept()

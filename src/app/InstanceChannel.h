@@ -1,6 +1,5 @@
 #pragma once
 
-#include "base/Error.h"
 #include "base/Result.h"
 
 #include <QLocalServer>
@@ -43,7 +42,7 @@ public:
     static Result<QString> socketPath();
 
     // Starts listening; fails when another instance already does, or the folder is not private.
-    std::optional<Error> listen();
+    Result<void> listen();
 
     // From a process that is not the application: delivers the message to the running instance and
     // waits for its acknowledgement. False when no instance listens.

@@ -395,6 +395,8 @@ QWidget* PanelView::buildAdjustRow()
     m_adjustField->setFrame(false);
     m_adjustField->setFont(pixelFont(13));
     m_adjustField->setPlaceholderText(tr("Adjust\u2026 e.g. more formal, in Cantonese"));
+    // The field is narrower than its hint beside the two buttons: the whole hint shows on hover.
+    m_adjustField->setToolTip(m_adjustField->placeholderText());
     m_adjustField->setAccessibleName(tr("Adjust the answer"));
     m_adjustField->setAttribute(Qt::WA_MacShowFocusRect, false);
     // Only the background is the field's own; every other colour follows the panel's theme.

@@ -1,4 +1,5 @@
 #include "FakeDesktopPlatform.h"
+#include "FakeFloatingWindows.h"
 #include "MakeTestSession.h"
 #include "ScriptedServer.h"
 #include "app/AgentPanel.h"
@@ -36,6 +37,7 @@ class TestAgentPanel : public QObject
 private:
     QTemporaryDir m_settings;
     FakeDesktopPlatform m_desktop;
+    FakeFloatingWindows m_windowManager;
     ScriptedServer m_server;
     std::unique_ptr<Session> m_session;
     std::unique_ptr<AgentPanel> m_panel;
@@ -47,7 +49,7 @@ private slots:
         QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, m_settings.path());
         QCOMPARE(QGuiApplication::screens().size(), 2);
         m_session = makeSession(m_desktop, m_server.url());
-        m_panel = std::make_unique<AgentPanel>(*m_session);
+        m_panel = std::make_unique<AgentPanel>(*m_session, m_windowManager);
     }
 
     void opensOnTheScreenUnderThePointer_data()
@@ -69,6 +71,7 @@ private slots:
         QCOMPARE(m_panel->pos(), topLeft);
         QCOMPARE(m_panel->anchorTop(), topLeft.y());
         QCOMPARE(m_panel->width(), 420);
+        QCOMPARE(m_windowManager.activated.last(), m_panel->winId());
         m_panel->hide();
     }
 
@@ -77,9 +80,11 @@ private slots:
         QCursor::setPos(QGuiApplication::screens().at(1)->geometry().center());
         m_server.enqueue(
             ScriptedResponse().part(deltaEvent("One")).heldPart(deltaEvent("\\nTwo\\nThree\\nFour\\nFive")));
+        const qsizetype activations = m_windowManager.activated.size();
         m_session->begin(false, false);
         m_panel->showPanel(false);
         QVERIFY(QTest::qWaitForWindowExposed(m_panel.get()));
+        QCOMPARE(m_windowManager.activated.size(), activations);
         const QRect opened = m_panel->geometry();
         m_session->setRequest(QStringLiteral("count"));
         m_session->send();

@@ -5,6 +5,7 @@
 #include "ScriptedServer.h"
 #include "app/AgentPanel.h"
 #include "desktop/DesktopPlatform.h"
+#include "desktop/FloatingWindowPlatform.h"
 #include "platform/Platform.h"
 #include "session/Session.h"
 #include "views/PanelView.h"
@@ -154,6 +155,7 @@ private:
     std::unique_ptr<DesktopPlatform> m_desktop;
     std::unique_ptr<ScriptedServer> m_server;
     std::unique_ptr<Session> m_session;
+    std::unique_ptr<FloatingWindowPlatform> m_windowManager;
     std::unique_ptr<AgentPanel> m_panel;
     FakeSpeechRecognizer* m_recognizer = nullptr;
     quint64 m_editorWindow = 0;
@@ -212,7 +214,8 @@ private slots:
         m_server = std::make_unique<ScriptedServer>();
         m_desktop = Platform::createDesktop();
         m_session = makeSession(*m_desktop, m_server->url(), m_recognizer);
-        m_panel = std::make_unique<AgentPanel>(*m_session);
+        m_windowManager = Platform::createFloatingWindows();
+        m_panel = std::make_unique<AgentPanel>(*m_session, *m_windowManager);
         m_session->setOnClose([this] { m_panel->hide(); });
     }
 

@@ -74,14 +74,14 @@ private slots:
         QCOMPARE(sendFromElsewhere({Kind::ShowHome, {}}).value(), false);
 
         InstanceChannel first;
-        QCOMPARE(first.listen(), std::nullopt);
+        QVERIFY(first.listen().ok());
         QSignalSpy received(&first, &InstanceChannel::received);
         QCOMPARE(sendFromElsewhere({Kind::OpenPanel, {}}).value(), true);
         QCOMPARE(received.count(), 1);
         QCOMPARE(received.at(0).at(0).value<InstanceMessage>().kind, Kind::OpenPanel);
 
         InstanceChannel second;
-        QVERIFY(second.listen().has_value());
+        QVERIFY(!second.listen().ok());
 
         struct stat folder
         {
@@ -103,13 +103,13 @@ private slots:
         ::close(crashed);
         QVERIFY(QFile::exists(path));
         InstanceChannel channel;
-        QCOMPARE(channel.listen(), std::nullopt);
+        QVERIFY(channel.listen().ok());
     }
 
     void oversizedOrSilentClientsAreDropped()
     {
         InstanceChannel channel;
-        QCOMPARE(channel.listen(), std::nullopt);
+        QVERIFY(channel.listen().ok());
         QSignalSpy received(&channel, &InstanceChannel::received);
 
         QLocalSocket flood;

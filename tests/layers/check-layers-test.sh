@@ -46,5 +46,6 @@ expect_refused src/desktop/HotKey.cpp '#include <xcb/xcb.h>' 'only desktop/x11 m
 expect_refused src/desktop/atspi/Atspi.cpp '#include "desktop/x11/X11Keys.h"' 'src/desktop/atspi may not include desktop/x11/X11Keys.h'
 expect_refused server/AnswerEngine.h '#include "cli/CommandLineAsk.h"' 'server may not include cli/CommandLineAsk.h'
 expect_refused src/service/AgentClient.cpp '#include "session/Session.h"' 'src/service may not include session/Session.h'
+expect_refused src/app/AgentPanel.cpp '#include <xcb/xcb.h>' 'only desktop/x11 may include <xcb/xcb.h>'
 expect_refused src/views/PanelView.cpp '#include "platform/Platform.h"' 'src/views may not include platform/Platform.h'
 echo "check-layers refuses every wrong include it was shown"
