@@ -207,10 +207,6 @@ void AppDelegate::bringForward(QWidget* window)
 void AppDelegate::showHome()
 {
     if (!m_homeWindow) {
-        auto* content = new QWidget;
-        auto* layout = new QVBoxLayout(content);
-        layout->setContentsMargins(0, 0, 0, 0);
-        layout->setSpacing(0);
         auto* home = new HomeView(*m_home);
         connect(home, &HomeView::pairRequested, this, &AppDelegate::showPair);
         connect(home, &HomeView::askRequested, this, &AppDelegate::askFromMenu);
@@ -218,13 +214,9 @@ void AppDelegate::showHome()
         connect(home, &HomeView::signInRequested, this, &AppDelegate::showSignIn);
         connect(home, &HomeView::signOutRequested, this, &AppDelegate::signOut);
         connect(home, &HomeView::quitRequested, this, &AppDelegate::quit);
-        layout->addWidget(home);
-        layout->addWidget(
-            new DesktopOptionsView(QSystemTrayIcon::isSystemTrayAvailable(), [self = QPointer(this)] {
-                if (self)
-                    self->changeShortcut();
-            }));
-        m_homeWindow = makeWindow(content, QStringLiteral("Tavrin"), true);
+        connect(home, &HomeView::changeShortcutRequested, this, &AppDelegate::changeShortcut);
+        home->addSection(new DesktopOptionsView(QSystemTrayIcon::isSystemTrayAvailable()));
+        m_homeWindow = makeWindow(home, QStringLiteral("Tavrin"), true);
         // Ctrl+Q quits from the home window as it does from the menu.
         auto* quitKey = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q), m_homeWindow.get());
         connect(quitKey, &QShortcut::activated, this, &AppDelegate::quit);

@@ -27,20 +27,9 @@ QVBoxLayout* titled(const QString& title, ThemedLabel* caption, QWidget* parent)
 
 } // namespace
 
-DesktopOptionsView::DesktopOptionsView(bool trayAvailable, std::function<void()> onChangeShortcut,
-                                       QWidget* parent)
-    : QWidget(parent)
+DesktopOptionsView::DesktopOptionsView(bool trayAvailable, QWidget* parent) : QWidget(parent)
 {
     auto* group = new GroupBox(this);
-    m_shortcut = new ThemedLabel(QString(), captionSize, QFont::Normal, Theme::Role::MutedForeground, group);
-    auto* shortcutRow = new QHBoxLayout;
-    shortcutRow->setSpacing(12);
-    shortcutRow->addLayout(titled(QStringLiteral("Shortcut"), m_shortcut, group), 1);
-    auto* change = new OutlineButtonStyle(QStringLiteral("Change…"), false, group);
-    connect(change, &QPushButton::clicked, this,
-            [onChangeShortcut = std::move(onChangeShortcut)] { onChangeShortcut(); });
-    shortcutRow->addWidget(change, 0, Qt::AlignVCenter);
-
     auto* loginCaption = new ThemedLabel(QStringLiteral("Open Tavrin when you log in to this computer."),
                                          captionSize, QFont::Normal, Theme::Role::MutedForeground, group);
     auto* loginRow = new QHBoxLayout;
@@ -56,7 +45,6 @@ DesktopOptionsView::DesktopOptionsView(bool trayAvailable, std::function<void()>
     m_autostartProblem->setWordWrap(true);
     m_autostartProblem->hide();
     group->content()->setSpacing(12);
-    group->content()->addLayout(shortcutRow);
     group->content()->addLayout(loginRow);
     group->content()->addWidget(m_autostartProblem);
 
@@ -65,19 +53,17 @@ DesktopOptionsView::DesktopOptionsView(bool trayAvailable, std::function<void()>
     m_note->setVisible(!trayAvailable);
 
     auto* column = new QVBoxLayout(this);
-    // Lined up with the home view above, which keeps 22 pixels to every edge.
-    column->setContentsMargins(22, 0, 22, 22);
+    column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(10);
     column->addWidget(group);
     column->addWidget(m_note);
 
-    showShortcut();
-    connect(&Preferences::shared(), &Preferences::didChange, this, &DesktopOptionsView::showShortcut);
+    showNote();
+    connect(&Preferences::shared(), &Preferences::didChange, this, &DesktopOptionsView::showNote);
 }
 
-void DesktopOptionsView::showShortcut()
+void DesktopOptionsView::showNote()
 {
-    m_shortcut->setText(PlatformWords::askShortcut());
     m_note->setText(PlatformWords::localize(noTrayNote));
 }
 

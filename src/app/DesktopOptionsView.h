@@ -1,13 +1,12 @@
 #pragma once
 
 #include <QWidget>
-#include <functional>
 
 class ThemedLabel;
 class ThemedSwitch;
 
-// The home window's rows that belong to this desktop: the shortcut in force with "Change…", "Start at
-// login", and, where no status icon can show, how to reach what the status menu offers.
+// The home window's rows that belong to this desktop: "Start at login" and, where no status icon can
+// show, how to reach what the status menu offers.
 class DesktopOptionsView : public QWidget
 {
     Q_OBJECT
@@ -16,13 +15,12 @@ public:
         QStringLiteral("This desktop shows no status icon. Start Tavrin again to bring this window back; "
                        "⌥⇧Space replies to copied text; ⌘Q quits.");
 
-    DesktopOptionsView(bool trayAvailable, std::function<void()> onChangeShortcut, QWidget* parent = nullptr);
+    explicit DesktopOptionsView(bool trayAvailable, QWidget* parent = nullptr);
 
 private:
-    void showShortcut();
+    void showNote();
     void startAtLoginToggled(bool enabled);
 
-    ThemedLabel* m_shortcut;
     ThemedSwitch* m_startAtLogin;
     ThemedLabel* m_autostartProblem;
     ThemedLabel* m_note;

@@ -107,6 +107,13 @@ HomeView::HomeView(HomeModel& model, QWidget* parent) : QWidget(parent), m_model
     showAccountActions();
 }
 
+void HomeView::addSection(QWidget* section)
+{
+    auto* column = static_cast<QVBoxLayout*>(layout());
+    column->insertWidget(column->count() - 1, section);
+    fitWindow();
+}
+
 void HomeView::fitWindow()
 {
     // Wrapped texts change their height with their content: the window follows once the layout has
@@ -156,6 +163,7 @@ QWidget* HomeView::makeStatus()
     for (StatusRow* row : {m_account, m_hotKey, m_accessibility, m_voice})
         group->content()->addWidget(row);
     connect(m_account->button(), &QPushButton::clicked, this, &HomeView::signInRequested);
+    connect(m_hotKey->button(), &QPushButton::clicked, this, &HomeView::changeShortcutRequested);
     connect(m_accessibility->button(), &QPushButton::clicked, &m_model, &HomeModel::grantAccessibility);
     connect(m_voice->button(), &QPushButton::clicked, &m_model, &HomeModel::allowVoice);
     return group;
@@ -272,7 +280,7 @@ void HomeView::showStatus()
                        m_model.hotKeyOK()
                            ? QStringLiteral("Tap to type · hold to talk")
                            : QStringLiteral("Taken by another app — quit it or change the shortcut"),
-                       QString());
+                       QStringLiteral("Change…"));
     QString accessibilityDetail = m_model.accessibility()
                                       ? QStringLiteral("Can read your selection and paste")
                                       : QStringLiteral("Needed to read selected text and paste the answer");

@@ -20,6 +20,9 @@ public:
 
     explicit HomeView(HomeModel& model, QWidget* parent = nullptr);
 
+    // Rows the application adds for its desktop, placed above the main actions.
+    void addSection(QWidget* section);
+
 signals:
     void pairRequested();
     void askRequested();
@@ -27,6 +30,7 @@ signals:
     void signInRequested();
     void signOutRequested();
     void quitRequested();
+    void changeShortcutRequested();
 
 protected:
     void showEvent(QShowEvent* event) override;

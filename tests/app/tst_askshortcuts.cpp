@@ -146,8 +146,7 @@ private slots:
         QTemporaryDir config;
         qputenv("XDG_CONFIG_HOME", QFile::encodeName(config.path()));
         QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, config.path());
-        int changes = 0;
-        DesktopOptionsView view(false, [&] { ++changes; });
+        DesktopOptionsView view(false);
         view.show();
         const auto shows = [&](const QString& text) {
             const QList<QLabel*> labels = view.findChildren<QLabel*>();
@@ -155,14 +154,12 @@ private slots:
                 return label->isVisible() && label->text() == text;
             });
         };
-        QVERIFY(shows(QStringLiteral("Alt+Space")));
         QVERIFY(
             shows(QStringLiteral("This desktop shows no status icon. Start Tavrin again to bring this window "
                                  "back; Alt+Shift+Space replies to copied text; Ctrl+Q quits.")));
         Preferences::setAskShortcut(QStringLiteral("Ctrl+Alt+K"));
-        QVERIFY(shows(QStringLiteral("Ctrl+Alt+K")));
-        view.findChild<QPushButton*>()->click();
-        QCOMPARE(changes, 1);
+        QVERIFY(shows(QStringLiteral("This desktop shows no status icon. Start Tavrin again to bring this "
+                                     "window back; Ctrl+Alt+Shift+K replies to copied text; Ctrl+Q quits.")));
 
         // A folder that cannot be made leaves the switch off and says why.
         QAbstractButton* startAtLogin = view.findChild<ThemedSwitch*>();

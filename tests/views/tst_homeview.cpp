@@ -84,6 +84,9 @@ private slots:
         QSignalSpy signOut(&view, &HomeView::signOutRequested);
         visibleButton(&view, QStringLiteral("Sign out"))->click();
         QCOMPARE(signOut.size(), 1);
+        QSignalSpy change(&view, &HomeView::changeShortcutRequested);
+        visibleButton(&view, QStringLiteral("Change…"))->click();
+        QCOMPARE(change.size(), 1);
         QVERIFY(visibleButton(&view, QStringLiteral("Add iPhone…"))->isEnabled());
     }
 
