@@ -121,6 +121,9 @@ void HomeView::fitWindow()
     QTimer::singleShot(0, this, [this] {
         setFixedWidth(std::max(fixedWidth, layout()->minimumSize().width()));
         window()->adjustSize();
+        // The size hint measures wrapped texts at another width than the one the window gets.
+        if (layout()->hasHeightForWidth())
+            setMinimumHeight(layout()->totalHeightForWidth(width()));
     });
 }
 
