@@ -26,6 +26,9 @@ public:
     xcb_connection_t* get() const { return m_connection; }
     xcb_window_t root() const { return m_root; }
     xcb_atom_t atom(const char* name);
+    // Asks the window manager to activate the window as a pager would (source 2), which window
+    // managers obey without their focus-stealing prevention.
+    void requestActivation(xcb_window_t window);
     void setEventHandler(EventHandler handler) { m_handler = std::move(handler); }
 
     QByteArray property(xcb_window_t window, xcb_atom_t property, xcb_atom_t type);

@@ -24,18 +24,7 @@ void X11FloatingWindows::activate(WId window)
 {
     if (!m_connection.isOpen())
         return;
-    // As a pager asks, which focus-stealing prevention lets through.
-    xcb_client_message_event_t message{};
-    message.response_type = XCB_CLIENT_MESSAGE;
-    message.format = 32;
-    message.window = xcb_window_t(window);
-    message.type = m_connection.atom("_NET_ACTIVE_WINDOW");
-    message.data.data32[0] = 2;
-    message.data.data32[1] = XCB_CURRENT_TIME;
-    xcb_send_event(m_connection.get(), 0, m_connection.root(),
-                   XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
-                   reinterpret_cast<const char*>(&message));
-    xcb_flush(m_connection.get());
+    m_connection.requestActivation(xcb_window_t(window));
 }
 
 bool X11FloatingWindows::hasCompositor()

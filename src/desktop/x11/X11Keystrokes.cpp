@@ -65,16 +65,5 @@ void X11Keystrokes::activate(const RunningApp& app)
     if (!m_connection.isOpen() || app.window == 0) {
         return;
     }
-    xcb_client_message_event_t message{};
-    message.response_type = XCB_CLIENT_MESSAGE;
-    message.format = 32;
-    message.window = xcb_window_t(app.window);
-    message.type = m_connection.atom("_NET_ACTIVE_WINDOW");
-    // Source 2 (a pager) is what window managers obey without focus-stealing prevention.
-    message.data.data32[0] = 2;
-    message.data.data32[1] = XCB_CURRENT_TIME;
-    xcb_send_event(m_connection.get(), 0, m_connection.root(),
-                   XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
-                   reinterpret_cast<const char*>(&message));
-    xcb_flush(m_connection.get());
+    m_connection.requestActivation(xcb_window_t(app.window));
 }
