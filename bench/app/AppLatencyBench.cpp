@@ -1,6 +1,7 @@
 // Key press to panel on screen: the time from the synthetic Alt+Space press (XTest) to the panel's
 // window being exposed, over many taps, with the whole application running in this process.
 #include "DesktopSession.h"
+#include "KeycodeOf.h"
 #include "app/AppDelegate.h"
 #include "session/Session.h"
 
@@ -35,26 +36,6 @@ protected:
 private:
     const QElapsedTimer& m_clock;
 };
-
-// The first key code that types the keysym, from the server's keyboard mapping.
-uint8_t keycodeOf(xcb_connection_t* connection, xcb_keysym_t keysym)
-{
-    const xcb_setup_t* setup = xcb_get_setup(connection);
-    const uint8_t first = setup->min_keycode;
-    const uint8_t count = uint8_t(setup->max_keycode - first + 1);
-    xcb_get_keyboard_mapping_reply_t* mapping = xcb_get_keyboard_mapping_reply(
-        connection, xcb_get_keyboard_mapping(connection, first, count), nullptr);
-    uint8_t found = 0;
-    if (mapping) {
-        const xcb_keysym_t* symbols = xcb_get_keyboard_mapping_keysyms(mapping);
-        for (int code = 0; code < count && !found; ++code) {
-            if (symbols[code * mapping->keysyms_per_keycode] == keysym)
-                found = uint8_t(first + code);
-        }
-    }
-    free(mapping);
-    return found;
-}
 
 bool waitFor(const std::function<bool()>& done, int timeoutMs)
 {
