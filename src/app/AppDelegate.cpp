@@ -52,10 +52,13 @@ AppDelegate::AppDelegate(QObject* parent)
       m_session(std::make_unique<Session>(*m_desktop, Platform::createDictation(), &Preferences::autoInsert)),
       m_home(std::make_unique<HomeModel>(*m_accessibilitySwitch, *m_voiceCheck)),
       m_shortcuts(m_desktop->hotKeys()), m_gestures(*m_session, *this),
-      m_browserSignIn(std::make_unique<BrowserSignIn>())
+      m_browserSignIn(std::make_unique<BrowserSignIn>()), m_menu(std::make_unique<QMenu>())
 {
     // Closing every window leaves the agent running; only Quit ends it.
     QApplication::setQuitOnLastWindowClosed(false);
+    m_menuRebuild.setSingleShot(true);
+    m_menuRebuild.setInterval(0);
+    connect(&m_menuRebuild, &QTimer::timeout, this, &AppDelegate::buildMenu);
 }
 
 AppDelegate::~AppDelegate() = default;
@@ -68,7 +71,7 @@ void AppDelegate::launch()
             self->m_panel->hide();
     });
     createStatusItem();
-    rebuildMenu();
+    buildMenu();
     createPanel();
     installShortcuts();
     m_watcher = std::make_unique<ConfigWatcher>(*m_session);
@@ -97,24 +100,25 @@ void AppDelegate::createStatusItem()
             [this] { m_tray.setIcon(trayIcon()); });
     // A click opens the menu, as a status item does; the context menu comes by itself.
     connect(&m_tray, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
-        if (reason == QSystemTrayIcon::Trigger && m_menu)
+        if (reason == QSystemTrayIcon::Trigger)
             m_menu->popup(QCursor::pos());
     });
+    m_tray.setContextMenu(m_menu.get());
     m_tray.show();
 }
 
 void AppDelegate::rebuildMenu()
 {
+    m_menuRebuild.start();
+}
+
+void AppDelegate::buildMenu()
+{
     StatusMenuState state;
     state.config = m_session->config();
     state.autoInsert = Preferences::autoInsert();
     state.accessibilityGranted = m_home->accessibility();
-    std::unique_ptr<QMenu> menu = StatusMenu::build(state, *this, this);
-    m_tray.setContextMenu(menu.get());
-    // The old menu may be the one whose item is running right now.
-    if (m_menu)
-        m_menu.release()->deleteLater();
-    m_menu = std::move(menu);
+    StatusMenu::fill(*m_menu, state, *this, this);
     emit menuRebuilt();
 }
 

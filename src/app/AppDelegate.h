@@ -9,6 +9,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QSystemTrayIcon>
+#include <QTimer>
 #include <memory>
 
 class AccessibilitySwitch;
@@ -53,7 +54,6 @@ public:
     void quit() override;
     // "Change…" of the home window's shortcut row.
     void changeShortcut();
-    void rebuildMenu();
 
     Session& session() { return *m_session; }
     QWidget* panel() const;
@@ -66,6 +66,10 @@ signals:
 
 private:
     void createStatusItem();
+    // Asks for the menu's items to be built afresh once control is back in the event loop, since the
+    // change may come from one of those items.
+    void rebuildMenu();
+    void buildMenu();
     void createPanel();
     void installShortcuts();
     void signedIn(const AgentConfig& config);
@@ -86,6 +90,7 @@ private:
     std::unique_ptr<BrowserSignIn> m_browserSignIn;
     QSystemTrayIcon m_tray;
     std::unique_ptr<QMenu> m_menu;
+    QTimer m_menuRebuild;
     std::unique_ptr<QWidget> m_homeWindow;
     std::unique_ptr<QWidget> m_signInWindow;
     QPointer<QWidget> m_pairWindow;

@@ -14,13 +14,13 @@ QString accountText(const AgentConfig& config)
     return server.remove(QStringLiteral("https://"));
 }
 
-std::unique_ptr<QMenu> build(const StatusMenuState& state, StatusMenuActions& actions, QObject* context)
+void fill(QMenu& menu, const StatusMenuState& state, StatusMenuActions& actions, QObject* context)
 {
-    auto menu = std::make_unique<QMenu>();
-    menu->setAccessibleName(QStringLiteral("Tavrin"));
+    menu.clear();
+    menu.setAccessibleName(QStringLiteral("Tavrin"));
     const auto add = [&](const QString& title, void (StatusMenuActions::*action)()) {
-        return menu->addAction(PlatformWords::localize(title), context,
-                               [&actions, action] { (actions.*action)(); });
+        return menu.addAction(PlatformWords::localize(title), context,
+                              [&actions, action] { (actions.*action)(); });
     };
 
     add(QStringLiteral("Ask (tap ⌥Space · hold to talk)"), &StatusMenuActions::askFromMenu);
@@ -32,9 +32,9 @@ std::unique_ptr<QMenu> build(const StatusMenuState& state, StatusMenuActions& ac
     add(QStringLiteral("Web settings (Connected Accounts)…"), &StatusMenuActions::openSettings);
     if (state.config)
         add(QStringLiteral("Search Tavrin history…"), &StatusMenuActions::openHistory);
-    menu->addSeparator();
+    menu.addSeparator();
     if (state.config) {
-        QAction* account = menu->addAction(QStringLiteral("Signed in: ") + accountText(*state.config));
+        QAction* account = menu.addAction(QStringLiteral("Signed in: ") + accountText(*state.config));
         account->setEnabled(false);
         add(QStringLiteral("Add iPhone…"), &StatusMenuActions::showPair);
         add(QStringLiteral("Sign out"), &StatusMenuActions::signOut);
@@ -44,10 +44,9 @@ std::unique_ptr<QMenu> build(const StatusMenuState& state, StatusMenuActions& ac
     add(state.accessibilityGranted ? QStringLiteral("Accessibility: granted")
                                    : QStringLiteral("Grant Accessibility…"),
         &StatusMenuActions::grantAccessibility);
-    menu->addSeparator();
+    menu.addSeparator();
     QAction* quit = add(QStringLiteral("Quit Tavrin"), &StatusMenuActions::quit);
     quit->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
-    return menu;
 }
 
 } // namespace StatusMenu

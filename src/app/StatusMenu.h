@@ -3,7 +3,6 @@
 #include "config/AgentConfig.h"
 
 #include <QString>
-#include <memory>
 #include <optional>
 
 class QMenu;
@@ -28,7 +27,7 @@ public:
     virtual void quit() = 0;
 };
 
-// Everything the menu shows, read when it is built; the menu is always built afresh, never edited.
+// Everything the menu shows, read when it is built; its items are always built afresh, never edited.
 struct StatusMenuState
 {
     std::optional<AgentConfig> config;
@@ -41,7 +40,9 @@ namespace StatusMenu {
 // The disabled account line: the e-mail, else the server without "https://".
 QString accountText(const AgentConfig& config);
 
-// The items call actions through context; they do nothing once context is gone.
-std::unique_ptr<QMenu> build(const StatusMenuState& state, StatusMenuActions& actions, QObject* context);
+// Replaces the menu's items with those for state. The menu object itself stays: a status-notifier
+// host holds on to the menu it was given. The items call actions through context; they do nothing
+// once context is gone. Not to be called from inside one of the menu's own items.
+void fill(QMenu& menu, const StatusMenuState& state, StatusMenuActions& actions, QObject* context);
 
 } // namespace StatusMenu

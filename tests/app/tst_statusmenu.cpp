@@ -114,17 +114,21 @@ private slots:
         QFETCH(QStringList, items);
         QSettings().setValue(Preferences::askShortcutKey, shortcut);
         RecordingActions actions;
-        const std::unique_ptr<QMenu> menu = StatusMenu::build(state, actions, this);
-        QCOMPARE(describe(*menu), items);
-        QCOMPARE(menu->actions().last()->shortcut(), QKeySequence(QStringLiteral("Ctrl+Q")));
+        // Filled over the items of another state: none of those may remain.
+        QMenu menu;
+        StatusMenu::fill(menu, {withoutEmail, true, true}, actions, this);
+        StatusMenu::fill(menu, state, actions, this);
+        QCOMPARE(describe(menu), items);
+        QCOMPARE(menu.actions().last()->shortcut(), QKeySequence(QStringLiteral("Ctrl+Q")));
         QSettings().remove(Preferences::askShortcutKey);
     }
 
     void itemsCallTheirActions()
     {
         RecordingActions actions;
-        const std::unique_ptr<QMenu> menu = StatusMenu::build({withEmail, false, false}, actions, this);
-        for (QAction* action : menu->actions())
+        QMenu menu;
+        StatusMenu::fill(menu, {withEmail, false, false}, actions, this);
+        for (QAction* action : menu.actions())
             action->trigger();
         QCOMPARE(actions.called, (QStringList{"ask", "reply", "autoInsert", "home", "settings", "history",
                                               "pair", "signOut", "accessibility", "quit"}));
@@ -163,10 +167,10 @@ private slots:
     {
         RecordingActions actions;
         auto context = std::make_unique<QObject>();
-        const std::unique_ptr<QMenu> menu =
-            StatusMenu::build({std::nullopt, false, false}, actions, context.get());
+        QMenu menu;
+        StatusMenu::fill(menu, {std::nullopt, false, false}, actions, context.get());
         context.reset();
-        menu->actions().first()->trigger();
+        menu.actions().first()->trigger();
         QVERIFY(actions.called.isEmpty());
     }
 };
