@@ -16,5 +16,6 @@ struct ConnectionLimits
     std::size_t maxHeaderBytes = 32 * 1024;
     int maxHeaderLines = 100;
     std::size_t maxBodyBytes = 4 * 1024 * 1024;
+    std::size_t maxBodyBytesInFlight = 64 * 1024 * 1024; // all bodies being received at once
     int maxRequestsPerConnection = 100;
 };

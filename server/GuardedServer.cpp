@@ -43,7 +43,8 @@ void refuse(GuardedStream& stream, int status, const char* reason, const QString
 
 } // namespace
 
-GuardedServer::GuardedServer(const ConnectionLimits& limits) : m_limits(limits)
+GuardedServer::GuardedServer(const ConnectionLimits& limits)
+    : m_limits(limits), m_bodyBudget(limits.maxBodyBytesInFlight)
 {
     new_task_queue = [maxThreads = limits.maxConnections] { return new ElasticPool(maxThreads); };
 }
@@ -51,6 +52,11 @@ GuardedServer::GuardedServer(const ConnectionLimits& limits) : m_limits(limits)
 bool GuardedServer::bodyTooLarge()
 {
     return t_stream && t_stream->bodyTooLarge();
+}
+
+bool GuardedServer::bodyOverBudget()
+{
+    return t_stream && t_stream->overBudget();
 }
 
 void GuardedServer::widenListenQueue()
@@ -92,7 +98,7 @@ bool GuardedServer::serve(socket_t sock)
 {
     const int on = 1;
     ::setsockopt(sock, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    GuardedStream stream(sock, m_limits);
+    GuardedStream stream(sock, m_limits, m_bodyBudget);
     const QString client = QString::fromStdString(GuardedStream::peerAddress(sock));
     if (!enter(client)) {
         refuse(stream, 503, "Service Unavailable", QStringLiteral("Too many connections from your address."));
@@ -130,7 +136,7 @@ bool GuardedServer::serve(socket_t sock)
             process_request(stream, served + 1 == m_limits.maxRequestsPerConnection, closed, nullptr);
         t_stream = nullptr;
         if (!kept || closed) {
-            unread = !kept || stream.bodyTooLarge();
+            unread = !kept || stream.bodyTooLarge() || stream.overBudget();
             break;
         }
     }

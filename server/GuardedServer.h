@@ -1,5 +1,6 @@
 #pragma once
 
+#include "BodyBudget.h"
 #include "ConnectionLimits.h"
 
 #include <QHash>
@@ -9,7 +10,8 @@
 
 // The HTTP library's server with each connection served under ConnectionLimits: a worker thread per
 // connection from a pool that grows up to the connection limit, a cap per client address, deadlines
-// on silent and slow clients, caps on the request head and body, and no compressed request bodies.
+// on silent and slow clients, caps on the request head and body and on all bodies together, and no
+// compressed request bodies.
 class GuardedServer : public httplib::Server
 {
 public:
@@ -17,6 +19,8 @@ public:
 
     // The body of the request being handled on this thread went past the limit.
     static bool bodyTooLarge();
+    // The request being handled on this thread was cut off because all bodies together took too much.
+    static bool bodyOverBudget();
     // Lets connections queue up in the kernel while every worker is busy, instead of being refused.
     void widenListenQueue();
 
@@ -30,6 +34,7 @@ private:
     void leave(const QString& client);
 
     ConnectionLimits m_limits;
+    BodyBudget m_bodyBudget;
     std::mutex m_mutex;
     QHash<QString, int> m_connections; // per client address
 };

@@ -37,14 +37,21 @@ std::string addressText(const sockaddr_storage& address, int& port)
 
 } // namespace
 
-GuardedStream::GuardedStream(int socket, const ConnectionLimits& limits) : m_socket(socket), m_limits(limits)
+GuardedStream::GuardedStream(int socket, const ConnectionLimits& limits, BodyBudget& budget)
+    : m_socket(socket), m_limits(limits), m_budget(budget)
 {}
+
+GuardedStream::~GuardedStream()
+{
+    releaseBody();
+}
 
 GuardedStream::Head GuardedStream::readHead(milliseconds idle, const std::atomic<socket_t>& listening)
 {
     m_head.clear();
     m_received = 0;
     m_bodyTooLarge = false;
+    releaseBody();
     const auto idleEnd = steady_clock::now() + idle;
     while (m_offset == m_pending.size()) {
         const auto left = duration_cast<milliseconds>(idleEnd - steady_clock::now());
@@ -64,6 +71,7 @@ GuardedStream::Head GuardedStream::readHead(milliseconds idle, const std::atomic
         if (end >= 0) {
             m_head = unread.first(headSize).toByteArray();
             m_received = static_cast<std::size_t>(unread.size() - headSize);
+            chargeBody(m_received);
             return Head::Complete;
         }
         const milliseconds left = leftForRequest(m_limits.readTimeout);
@@ -92,13 +100,15 @@ bool GuardedStream::is_writable() const
 
 ssize_t GuardedStream::read(char* ptr, size_t size)
 {
+    if (m_overBudget)
+        return -1;
     if (m_offset == m_pending.size()) {
         if (m_received > m_limits.maxBodyBytes + framingAllowance) {
             m_bodyTooLarge = true;
             return -1;
         }
         const milliseconds left = leftForRequest(m_limits.readTimeout);
-        if (left.count() <= 0 || !waitReadable(left) || !receive())
+        if (left.count() <= 0 || !waitReadable(left) || !receive() || m_overBudget)
             return -1;
     }
     const qsizetype count = std::min<qsizetype>(static_cast<qsizetype>(size), m_pending.size() - m_offset);
@@ -164,9 +174,26 @@ bool GuardedStream::receive()
     m_pending.resize(before + std::max<qsizetype>(0, got));
     if (got <= 0)
         return false;
-    if (!m_head.isEmpty())
+    if (!m_head.isEmpty()) {
         m_received += static_cast<std::size_t>(got);
+        chargeBody(static_cast<std::size_t>(got));
+    }
     return true;
+}
+
+void GuardedStream::chargeBody(std::size_t bytes)
+{
+    if (m_budget.take(bytes))
+        m_charged += bytes;
+    else
+        m_overBudget = true;
+}
+
+void GuardedStream::releaseBody()
+{
+    m_budget.give(m_charged);
+    m_charged = 0;
+    m_overBudget = false;
 }
 
 milliseconds GuardedStream::leftForRequest(milliseconds cap) const

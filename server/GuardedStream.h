@@ -1,5 +1,6 @@
 #pragma once
 
+#include "BodyBudget.h"
 #include "ConnectionLimits.h"
 
 #include <QByteArray>
@@ -9,13 +10,17 @@
 
 // One client connection as the HTTP library reads and writes it, with the limits it ignores: the
 // request head is read here first, whole, within a size, a line count and a deadline; the body that
-// follows may not exceed the body limit however it is framed (length, chunks, or until the close).
+// follows may not exceed the body limit however it is framed (length, chunks, or until the close), nor
+// take more than the budget that all connections' bodies share.
 class GuardedStream : public httplib::Stream
 {
 public:
     enum class Head { Complete, Idle, Closed, TimedOut, TooLarge };
 
-    GuardedStream(int socket, const ConnectionLimits& limits);
+    GuardedStream(int socket, const ConnectionLimits& limits, BodyBudget& budget);
+    ~GuardedStream() override;
+    GuardedStream(const GuardedStream&) = delete;
+    GuardedStream& operator=(const GuardedStream&) = delete;
 
     // Waits up to `idle` for the first byte of the next request (Idle when none comes, or once the
     // listening socket is closed), then reads its head. Only after Complete may the library read on.
@@ -23,6 +28,8 @@ public:
     const QByteArray& head() const { return m_head; }
     // The body went past the limit, and reading it failed for that reason.
     bool bodyTooLarge() const { return m_bodyTooLarge; }
+    // The bodies being received on all connections took the whole budget, and reading failed for that.
+    bool overBudget() const { return m_overBudget; }
 
     bool is_readable() const override;
     bool is_writable() const override;
@@ -40,13 +47,18 @@ private:
     // Receives what has come into the buffer: false when the peer has gone.
     bool receive();
     std::chrono::milliseconds leftForRequest(std::chrono::milliseconds cap) const;
+    void chargeBody(std::size_t bytes);
+    void releaseBody();
 
     int m_socket;
     const ConnectionLimits& m_limits;
+    BodyBudget& m_budget;
     QByteArray m_head;    // this request's head, as read
     QByteArray m_pending; // received; the part from m_offset on is not yet handed to the library
     qsizetype m_offset = 0;
     std::size_t m_received = 0; // after the head
     std::chrono::steady_clock::time_point m_requestDeadline;
     bool m_bodyTooLarge = false;
+    std::size_t m_charged = 0; // taken from the budget for this request
+    bool m_overBudget = false;
 };

@@ -30,10 +30,13 @@ HttpServer::HttpServer(const ConnectionLimits& limits) : m_server(std::make_uniq
             // A body cut off at the limit fails like a broken one inside the library; say what it was.
             if (response.status == 400 && GuardedServer::bodyTooLarge())
                 response.status = 413;
+            if (response.status == 400 && GuardedServer::bodyOverBudget())
+                response.status = 503;
             if (!response.body.empty())
                 return httplib::Server::HandlerResponse::Unhandled;
             const QString reason = response.status == 404   ? QStringLiteral("not found")
                                    : response.status == 413 ? QStringLiteral("request too large")
+                                   : response.status == 503 ? QStringLiteral("busy, try again in a moment")
                                                             : QStringLiteral("request failed");
             JsonReply::error(response, response.status,
                              QStringLiteral("HTTP %1: %2").arg(response.status).arg(reason));

@@ -92,16 +92,21 @@ ServiceOptions::parse(const QStringList& arguments)
         "max-connections", "Connections served at once (1024); more wait in the listen queue.", "N", "1024");
     const auto perClient = option("max-connections-per-client",
                                   "Connections at once from one client address (128).", "N", "128");
+    const auto bodyMemory =
+        option("max-body-memory",
+               "MiB that the request bodies being received on all connections may take together (64); a body "
+               "beyond gets 503.",
+               "MIB", "64");
     const auto history = option("history",
                                 "Keep each account's asks and answers in this SQLite file, for the account's "
                                 "history page (default: none kept).",
                                 "FILE");
     const auto historyDays =
         option("history-days", "Days after which a kept ask is deleted (30).", "DAYS", "30");
-    parser.addOptions({help,          host,    port,        token,          tokenFile,
-                       wordDelay,     account, invite,      accounts,       state,
-                       deviceExpiry,  mailbox, dailyLimit,  pairingTtl,     openSignup,
-                       googleStandIn, history, historyDays, maxConnections, perClient});
+    parser.addOptions({help,           host,       port,       token,         tokenFile,    wordDelay,
+                       account,        invite,     accounts,   state,         deviceExpiry, mailbox,
+                       dailyLimit,     pairingTtl, openSignup, googleStandIn, history,      historyDays,
+                       maxConnections, perClient,  bodyMemory});
     parser.addOptions(UpstreamOptions::all());
     if (!parser.parse(arguments))
         return parser.errorText();
@@ -178,6 +183,11 @@ ServiceOptions::parse(const QStringList& arguments)
         return QStringLiteral("--max-connections-per-client needs a number from 1 to %1.")
             .arg(maxConnectionCount);
     options.connections.maxConnectionsPerClient = *fromOne;
+    // At least one body of the largest size must fit.
+    const std::optional<int> bodyMiB = integer(parser.value(bodyMemory), 4, 65536);
+    if (!bodyMiB)
+        return QStringLiteral("--max-body-memory needs a number of MiB from 4 to 65536.");
+    options.connections.maxBodyBytesInFlight = std::size_t(*bodyMiB) * 1024 * 1024;
     options.historyPath = parser.value(history);
     const std::optional<int> keptDays = integer(parser.value(historyDays), 1, 3650);
     if (!keptDays)
