@@ -6,9 +6,7 @@
 #include <QDBusMessage>
 #include <QDBusMetaType>
 #include <QDBusVariant>
-#include <QImage>
 #include <QProcess>
-#include <QSet>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -18,114 +16,91 @@ const QString watcherName = QStringLiteral("org.kde.StatusNotifierWatcher");
 const QString itemInterface = QStringLiteral("org.kde.StatusNotifierItem");
 const QString menuInterface = QStringLiteral("com.canonical.dbusmenu");
 
-// The watcher half of a status-notifier host, as a desktop panel runs it: items register here and
+// The watcher half of a status-notifier host, as a desktop panel runs it: items register here, and
 // the host then reads them and draws them.
 class StatusNotifierWatcher : public QObject
 {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierWatcher")
-    Q_PROPERTY(QStringList RegisteredStatusNotifierItems READ items)
     Q_PROPERTY(bool IsStatusNotifierHostRegistered READ hostRegistered)
-    Q_PROPERTY(int ProtocolVersion READ protocolVersion)
 
 public:
-    QStringList items() const { return m_items; }
+    QStringList items;
     bool hostRegistered() const { return true; }
-    int protocolVersion() const { return 0; }
 
 public slots:
-    void RegisterStatusNotifierItem(const QString& service)
-    {
-        m_items << service;
-        emit StatusNotifierItemRegistered(service);
-    }
-    void RegisterStatusNotifierHost(const QString&) {}
-
-signals:
-    void StatusNotifierItemRegistered(const QString& service);
-
-private:
-    QStringList m_items;
+    void RegisterStatusNotifierItem(const QString& service) { items << service; }
 };
 
-// One entry of the exported menu as a host reads it: "label", "---" for a separator, then "(off)"
-// when disabled and "[x]" or "[ ]" for a checkmark.
+// The items of the exported menu as a host shows them, one line each: the label, or "---" for a
+// separator, then "(off)" when disabled, "[x]" or "[ ]" for a checkmark, and the shortcut.
 struct MenuEntry
 {
     int id = 0;
     QString text;
-    QStringList shortcut;
 };
 
-QString describe(const QVariantMap& properties)
+MenuEntry readEntry(const QDBusArgument& item)
 {
-    if (properties.value(QStringLiteral("type")).toString() == QStringLiteral("separator"))
-        return QStringLiteral("---");
-    QString text = properties.value(QStringLiteral("label")).toString();
-    if (!properties.value(QStringLiteral("enabled"), true).toBool())
-        text += QStringLiteral(" (off)");
-    if (properties.value(QStringLiteral("toggle-type")).toString() == QStringLiteral("checkmark"))
-        text += properties.value(QStringLiteral("toggle-state")).toInt() == 1 ? QStringLiteral(" [x]")
-                                                                              : QStringLiteral(" [ ]");
-    return text;
+    MenuEntry entry;
+    QVariantMap properties;
+    item.beginStructure();
+    item >> entry.id >> properties;
+    item.endStructure();
+    const auto value = [&properties](const char* key) { return properties.value(QLatin1String(key)); };
+    if (value("type").toString() == QStringLiteral("separator")) {
+        entry.text = QStringLiteral("---");
+        return entry;
+    }
+    entry.text = value("label").toString();
+    if (properties.contains(QStringLiteral("enabled")) && !value("enabled").toBool())
+        entry.text += QStringLiteral(" (off)");
+    if (value("toggle-type").toString() == QStringLiteral("checkmark"))
+        entry.text += value("toggle-state").toInt() == 1 ? QStringLiteral(" [x]") : QStringLiteral(" [ ]");
+    for (const QStringList& chord : qdbus_cast<QList<QStringList>>(value("shortcut")))
+        entry.text += " (" + chord.join(QLatin1Char('+')) + ')';
+    return entry;
 }
 
 QList<MenuEntry> readChildren(const QDBusArgument& layout)
 {
     int id = 0;
     QVariantMap properties;
+    QList<MenuEntry> entries;
     layout.beginStructure();
     layout >> id >> properties;
-    QList<MenuEntry> entries;
     layout.beginArray();
     while (!layout.atEnd()) {
         QDBusVariant child;
         layout >> child;
-        const QDBusArgument item = child.variant().value<QDBusArgument>();
-        int childId = 0;
-        QVariantMap childProperties;
-        item.beginStructure();
-        item >> childId >> childProperties;
-        item.endStructure();
-        QStringList shortcut;
-        if (const QVariant keys = childProperties.value(QStringLiteral("shortcut")); keys.isValid()) {
-            for (const QStringList& chord : qdbus_cast<QList<QStringList>>(keys))
-                shortcut << chord.join(QLatin1Char('+'));
-        }
-        entries << MenuEntry{childId, describe(childProperties), shortcut};
+        entries << readEntry(child.variant().value<QDBusArgument>());
     }
     layout.endArray();
     layout.endStructure();
     return entries;
 }
 
-QImage largestImage(const QDBusArgument& pixmaps)
+// Reads a list of (width, height, ARGB bytes) images: true when one of them is a square of at least
+// 16 pixels with some opaque pixels, which a tray draws as it is.
+bool hasVisibleSquareImage(const QDBusArgument& images)
 {
-    QImage largest;
-    pixmaps.beginArray();
-    while (!pixmaps.atEnd()) {
+    bool visible = false;
+    images.beginArray();
+    while (!images.atEnd()) {
         int width = 0;
         int height = 0;
         QByteArray argb;
-        pixmaps.beginStructure();
-        pixmaps >> width >> height >> argb;
-        pixmaps.endStructure();
-        if (width <= 0 || height <= 0 || argb.size() != qsizetype(width) * height * 4 ||
-            width < largest.width())
-            continue;
-        // Network byte order: A, R, G, B per pixel.
-        QImage image(width, height, QImage::Format_ARGB32);
-        for (int y = 0; y < height; ++y) {
-            for (int x = 0; x < width; ++x) {
-                const auto* p =
-                    reinterpret_cast<const uchar*>(argb.constData()) + (qsizetype(y) * width + x) * 4;
-                image.setPixel(x, y, qRgba(p[1], p[2], p[3], p[0]));
-            }
-        }
-        largest = image;
+        images.beginStructure();
+        images >> width >> height >> argb;
+        images.endStructure();
+        bool opaque = false;
+        for (qsizetype alpha = 0; alpha < argb.size(); alpha += 4)
+            opaque = opaque || uchar(argb[alpha]) == 255;
+        visible = visible ||
+                  (width >= 16 && width == height && argb.size() == qsizetype(width) * height * 4 && opaque);
     }
-    pixmaps.endArray();
-    return largest;
+    images.endArray();
+    return visible;
 }
 
 } // namespace
@@ -144,7 +119,7 @@ private:
     StatusNotifierWatcher m_watcher;
 
     QString configPath() const { return m_dir.filePath(QStringLiteral("config.json")); }
-    QString item() const { return m_watcher.items().value(0); }
+    QString item() const { return m_watcher.items.value(0); }
 
     QDBusMessage call(const QString& path, const QString& interface, const QString& method,
                       const QVariantList& arguments = {})
@@ -199,10 +174,9 @@ private slots:
         const QString address = "unix:path=" + busPath;
         QFile config(m_dir.filePath(QStringLiteral("bus.conf")));
         QVERIFY(config.open(QIODevice::WriteOnly));
-        config.write("<busconfig><type>session</type><listen>" + address.toUtf8() +
-                     "</listen><policy context=\"default\"><allow send_destination=\"*\"/><allow "
-                     "receive_sender=\"*\"/><allow own=\"*\"/>"
-                     "</policy></busconfig>");
+        config.write("<busconfig><type>session</type><listen>" + address.toUtf8() + "</listen>" +
+                     "<policy context='default'><allow send_destination='*'/><allow receive_sender='*'/>"
+                     "<allow own='*'/></policy></busconfig>");
         config.close();
         m_bus.start(QStringLiteral("dbus-daemon"), {"--nofork", "--config-file=" + config.fileName()});
         QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(busPath), 10000);
@@ -246,28 +220,17 @@ private slots:
         QCOMPARE(itemProperty(QStringLiteral("Menu")).value<QDBusObjectPath>().path(),
                  QStringLiteral("/MenuBar"));
 
+        // The tooltip is (icon name, images, title, text).
         const QDBusArgument toolTip = itemProperty(QStringLiteral("ToolTip")).value<QDBusArgument>();
         QString iconName;
         QString title;
         toolTip.beginStructure();
         toolTip >> iconName;
-        largestImage(toolTip);
+        hasVisibleSquareImage(toolTip);
         toolTip >> title;
         toolTip.endStructure();
         QCOMPARE(title, QStringLiteral("Tavrin"));
-
-        // The mark itself travels as pixels, some of them opaque.
-        const QImage icon = largestImage(itemProperty(QStringLiteral("IconPixmap")).value<QDBusArgument>());
-        QVERIFY(icon.width() >= 16);
-        QCOMPARE(icon.height(), icon.width());
-        QSet<QRgb> opaque;
-        for (int y = 0; y < icon.height(); ++y) {
-            for (int x = 0; x < icon.width(); ++x) {
-                if (qAlpha(icon.pixel(x, y)) == 255)
-                    opaque.insert(icon.pixel(x, y));
-            }
-        }
-        QVERIFY(!opaque.isEmpty());
+        QVERIFY(hasVisibleSquareImage(itemProperty(QStringLiteral("IconPixmap")).value<QDBusArgument>()));
     }
 
     void hostReadsAndDrivesTheMenu()
@@ -277,8 +240,7 @@ private slots:
             QStringList({"Ask (tap Alt+Space · hold to talk)", "Reply to copied text (Alt+Shift+Space)",
                          "Auto-insert answers [ ]", "Open Tavrin…", "Web settings (Connected Accounts)…",
                          "Search Tavrin history…", "---", "Signed in: tavrin.example (off)", "Add iPhone…",
-                         "Sign out", "Grant Accessibility…", "---", "Quit Tavrin"}));
-        QCOMPARE(menu().constLast().shortcut, QStringList(QStringLiteral("Control+Q")));
+                         "Sign out", "Grant Accessibility…", "---", "Quit Tavrin (Control+Q)"}));
 
         // Each change rebuilds the menu; the host must see the new one, not a stale export.
         QVERIFY(click(QStringLiteral("Auto-insert answers")));
