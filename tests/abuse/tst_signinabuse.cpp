@@ -48,8 +48,10 @@ private slots:
         QVERIFY(service.started());
         QCOMPARE(Raw::exchange(service.port(), Raw::get("auth/config")).json().value("google"),
                  QJsonValue(false));
-        for (const char* path : {"auth/google/start?client=app", "auth/google/consent?email=ana@example.com"})
+        for (const char* path :
+             {"auth/google/start?client=app", "auth/google/consent?email=ana@example.com", "signin/google"})
             QCOMPARE(Raw::exchange(service.port(), Raw::get(path)).status, 404);
+        QVERIFY(!Raw::exchange(service.port(), Raw::get("signin")).body.contains("/signin/google"));
         QCOMPARE(Raw::exchange(service.port(),
                                Raw::post("auth/social/complete", {{"ticket", "any"}, {"invite", "MRV-ABCD"}}))
                      .status,
@@ -57,30 +59,6 @@ private slots:
         QCOMPARE(
             Raw::exchange(service.port(), Raw::post("auth/pair", withDevice({{"code", "ABCD2345"}}))).status,
             400);
-    }
-
-    void mailedCodesCannotBeGuessed()
-    {
-        ServiceProcess service(accountOptions());
-        QVERIFY(service.started());
-        const quint16 port = service.port();
-        int sent = 0;
-        for (int ask = 0; ask < 10; ++ask)
-            sent += Raw::exchange(port, Raw::post("auth/code", withDevice({{"email", ana}}))).status == 200;
-        QCOMPARE(sent, 3);
-        const QString code = lastMailedCode();
-        QCOMPARE(code.size(), 6);
-        int refused = 0;
-        for (int guess = 0; guess < 30; ++guess) {
-            const QString wrong =
-                QString::number((code.toInt() + 1 + guess) % 1000000).rightJustified(6, '0');
-            refused += Raw::exchange(
-                           port, Raw::post("auth/code/verify", withDevice({{"email", ana}, {"code", wrong}})))
-                           .status == 429;
-        }
-        QCOMPARE(refused, 25);
-        QVERIFY2(!service.log().contains(code.toUtf8()), "an e-mailed code reached the log");
-        QVERIFY(service.log().contains("mail to=ana@example.com purpose=login"));
     }
 
     void unknownAddressesLookLikeKnownOnes()
@@ -105,6 +83,8 @@ private slots:
         QVERIFY(service.started());
         QCOMPARE(Raw::exchange(service.port(), Raw::post("auth/code", withDevice({{"email", ana}}))).status,
                  200);
+        const QString code = lastMailedCode();
+        QCOMPARE(code.size(), 6);
         QCOMPARE(QFile(mailbox).permissions() & (QFileDevice::ReadOther | QFileDevice::ReadGroup),
                  QFileDevice::Permissions());
         QCOMPARE(Raw::exchange(service.port(),
@@ -121,6 +101,8 @@ private slots:
         QVERIFY2(log.contains("\\x0a2026-01-01 forged"), log.constData());
         QVERIFY(!log.contains("file-token") && !log.contains("correct horse") && !log.contains("guess"));
         QVERIFY(!log.contains("warning: passwords"));
+        QVERIFY2(!log.contains(code.toUtf8()), "an e-mailed code reached the log");
+        QVERIFY(log.contains("mail to=ana@example.com purpose=login"));
     }
 };
 
