@@ -331,15 +331,6 @@ private slots:
         QVERIFY(app().text().contains(bo));
     }
 
-    void anotherAccountsDeviceIsNotThisBrowsersToSignOut()
-    {
-        start(options(false));
-        const QString bosAgent = signInAgent(QStringLiteral("Bo's phone"), bo, boPassword);
-        QCOMPARE(signInBrowser().status, 303);
-        QCOMPARE(action(QStringLiteral("app/devices/%1/revoke").arg(deviceId(bosAgent))).status, 404);
-        QCOMPARE(m_api.get(url("v1/me"), bosAgent).status, 200);
-    }
-
     void browserSessionsEnd_data()
     {
         QTest::addColumn<QString>("how");
