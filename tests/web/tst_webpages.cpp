@@ -489,9 +489,6 @@ private slots:
     {
         QTest::addColumn<QString>("userAgent");
         QTest::addColumn<QString>("name");
-        QTest::newRow("chromium on linux") << "Mozilla/5.0 (X11; Linux x86_64) AppleWebKit/537.36 (KHTML, "
-                                              "like Gecko) Chrome/120.0 Safari/537.36"
-                                           << "Chrome on Linux";
         QTest::newRow("edge on windows")
             << "Mozilla/5.0 (Windows NT 10.0; Win64; x64) Chrome/120.0 Safari/537.36 Edg/120.0"
             << "Edge on Windows";
