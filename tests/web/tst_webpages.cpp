@@ -318,19 +318,6 @@ private slots:
         QCOMPARE(app().status, 200);
     }
 
-    void googleStandInSignsIn()
-    {
-        ServiceOptions withStandIn = options(false);
-        withStandIn.googleStandIn = true;
-        start(withStandIn);
-        const Page consent = m_browser->get(url("signin/google"));
-        QCOMPARE(consent.status, 200);
-        QCOMPARE(
-            m_browser->post(url("signin/google"), form({{"csrf", formToken(consent)}, {"email", bo}})).status,
-            303);
-        QVERIFY(app().text().contains(bo));
-    }
-
     void browserSessionsEnd_data()
     {
         QTest::addColumn<QString>("how");
