@@ -109,7 +109,6 @@ RawReply exchange(quint16 port, const QByteArray& request, int deadlineMs)
     if (!received.startsWith("HTTP/1.1 ") || split < 0)
         return reply;
     reply.status = received.mid(9, 3).toInt();
-    reply.head = received.left(split);
     reply.body = received.mid(split + 4);
     return reply;
 }

@@ -20,7 +20,6 @@ public:
     bool started() const { return !m_url.isEmpty(); }
     QString url() const { return m_url; }
     quint16 port() const;
-    qint64 pid() const { return m_process.processId(); }
     // Everything logged so far.
     QByteArray log();
     // Ends the process the hard way (SIGKILL), as a power cut or the OOM killer would.
@@ -43,7 +42,6 @@ QString accountsFile(const QString& folder);
 struct RawReply
 {
     int status = 0; // 0: no answer before the connection closed or the deadline
-    QByteArray head;
     QByteArray body;
     QJsonObject json() const;
 };

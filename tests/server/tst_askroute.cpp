@@ -28,22 +28,6 @@ QNetworkRequest askRequest(RunningService& running)
     return request;
 }
 
-// Takes a fixed number of events, then behaves like an agent that has hung up.
-class RefusingSink : public EventSink
-{
-public:
-    explicit RefusingSink(int accepted) : m_accepted(accepted) {}
-    bool send(const QString& event, const QJsonObject&) override
-    {
-        names << event;
-        return names.size() <= m_accepted;
-    }
-    QStringList names;
-
-private:
-    int m_accepted;
-};
-
 } // namespace
 
 // The ask route and the offline engine that answers behind it.
@@ -165,24 +149,6 @@ private slots:
         QCOMPARE(running.service().asks().active(), 0);
         QVERIFY(!std::holds_alternative<AskEvents::Done>(events.constLast()));
         reply->deleteLater();
-    }
-
-    void offlineEngineStopsAtTheFirstRefusedEvent_data()
-    {
-        QTest::addColumn<int>("accepted");
-        QTest::newRow("refuses the route") << 0;
-        QTest::newRow("refuses the first delta") << 1;
-        QTest::newRow("refuses a later delta") << 5;
-    }
-    void offlineEngineStopsAtTheFirstRefusedEvent()
-    {
-        QFETCH(int, accepted);
-        AskInput input;
-        input.text = QStringLiteral("a question with several words in it");
-        RefusingSink sink(accepted);
-        OfflineEngine(std::chrono::milliseconds(0)).answer(input, sink);
-        QCOMPARE(sink.names.size(), accepted + 1);
-        QVERIFY(!sink.names.contains(QStringLiteral("done")));
     }
 };
 

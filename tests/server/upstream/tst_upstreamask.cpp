@@ -1,9 +1,8 @@
-#include "ScriptedUpstream.h"
+#include "ScriptedServer.h"
 #include "ServiceProcess.h"
 #include "TavrinProcess.h"
 
 #include <QFile>
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QTemporaryDir>
 #include <QTest>
@@ -16,11 +15,13 @@ class TestUpstreamAsk : public QObject
 private slots:
     void commandLineAskStreamsTheModelsAnswer()
     {
-        ScriptedUpstream upstream;
-        upstream.enqueue({200,
-                          {ScriptedUpstream::content("Lima"), ScriptedUpstream::content(" is the capital."),
-                           "data: [DONE]\n\n"}});
-        ServiceProcess service({"--token", "T", "--upstream", upstream.baseUrl(), "--model", "m",
+        ScriptedServer upstream;
+        upstream.enqueue(ScriptedResponse()
+                             .header("Content-Type", "text/event-stream")
+                             .part("data: {\"choices\":[{\"delta\":{\"content\":\"Lima\"}}]}\n\n")
+                             .part("data: {\"choices\":[{\"delta\":{\"content\":\" is the capital.\"}}]}\n\n")
+                             .part("data: [DONE]\n\n"));
+        ServiceProcess service({"--token", "T", "--upstream", upstream.url("/v1").toString(), "--model", "m",
                                 "--api-key-env", "TEST_MODEL_KEY"},
                                {{"TEST_MODEL_KEY", "sk-secret"}});
         QVERIFY2(service.started(), service.log().constData());
@@ -34,14 +35,15 @@ private slots:
                              {{"MORVIK_CONFIG_PATH", config.fileName()}});
         QVERIFY(tavrin.finish());
         QVERIFY2(tavrin.status() == 0, tavrin.out() + tavrin.err());
-        QVERIFY2(tavrin.out().startsWith("route: m (" + upstream.serverName().toUtf8() +
+        QVERIFY2(tavrin.out().startsWith("route: m (127.0.0.1:" + QByteArray::number(upstream.port()) +
                                          ")\nLima is the capital.\ndone: m in "),
                  tavrin.out().constData());
 
-        QCOMPARE(upstream.received().size(), 1);
-        const ScriptedUpstream::Received request = upstream.received().constFirst();
-        QCOMPARE(request.authorization, QStringLiteral("Bearer sk-secret"));
-        QVERIFY(request.body["messages"].toArray().last()["content"].toString().contains("capital of Peru"));
+        QCOMPARE(upstream.requests().size(), 1);
+        const RecordedRequest& request = upstream.requests().constFirst();
+        QCOMPARE(request.path, QByteArray("/v1/chat/completions"));
+        QCOMPARE(request.header("Authorization"), QByteArray("Bearer sk-secret"));
+        QVERIFY(request.body.contains("capital of Peru"));
         QVERIFY2(!service.log().contains("sk-secret"), "the API key reached the log");
     }
 };
