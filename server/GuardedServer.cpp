@@ -135,11 +135,14 @@ bool GuardedServer::serve(socket_t sock)
         const bool kept =
             process_request(stream, served + 1 == m_limits.maxRequestsPerConnection, closed, nullptr);
         t_stream = nullptr;
+        stream.releaseBody();
         if (!kept || closed) {
             unread = !kept || stream.bodyTooLarge() || stream.overBudget();
             break;
         }
     }
+    // Before the drain, which may take a while.
+    stream.releaseBody();
     leave(client);
     return unread;
 }

@@ -51,7 +51,7 @@ GuardedStream::Head GuardedStream::readHead(milliseconds idle, const std::atomic
     m_head.clear();
     m_received = 0;
     m_bodyTooLarge = false;
-    releaseBody();
+    m_overBudget = false;
     const auto idleEnd = steady_clock::now() + idle;
     while (m_offset == m_pending.size()) {
         const auto left = duration_cast<milliseconds>(idleEnd - steady_clock::now());
@@ -193,7 +193,6 @@ void GuardedStream::releaseBody()
 {
     m_budget.give(m_charged);
     m_charged = 0;
-    m_overBudget = false;
 }
 
 milliseconds GuardedStream::leftForRequest(milliseconds cap) const

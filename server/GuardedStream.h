@@ -30,6 +30,8 @@ public:
     bool bodyTooLarge() const { return m_bodyTooLarge; }
     // The bodies being received on all connections took the whole budget, and reading failed for that.
     bool overBudget() const { return m_overBudget; }
+    // The request is over: what its body took goes back to the budget.
+    void releaseBody();
 
     bool is_readable() const override;
     bool is_writable() const override;
@@ -48,7 +50,6 @@ private:
     bool receive();
     std::chrono::milliseconds leftForRequest(std::chrono::milliseconds cap) const;
     void chargeBody(std::size_t bytes);
-    void releaseBody();
 
     int m_socket;
     const ConnectionLimits& m_limits;

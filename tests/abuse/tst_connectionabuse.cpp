@@ -3,6 +3,7 @@
 #include <QHostAddress>
 #include <QTcpSocket>
 #include <QTest>
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -49,7 +50,7 @@ private slots:
     void initTestCase()
     {
         m_service = std::make_unique<ServiceProcess>(
-            QStringList{"--word-delay", "0", "--max-connections-per-client", "40"},
+            QStringList{"--word-delay", "0", "--max-connections-per-client", "40", "--max-body-memory", "8"},
             QList<std::pair<QString, QString>>{{"TAVRIN_SERVICE_TOKEN", "T"}});
         QVERIFY(m_service->started());
     }
@@ -88,6 +89,35 @@ private slots:
         const qint64 peak = m_service->peakMemoryKiB();
         qInfo("peak resident memory of the service so far: %lld MiB", peak / 1024);
         QVERIFY2(peak < 200 * 1024, QByteArray::number(peak / 1024) + " MiB");
+    }
+
+    void bodiesTogetherStayWithinTheirBudget()
+    {
+        const quint16 port = m_service->port();
+        const QByteArray json = R"({"text":"hi"})";
+        const QByteArray largest = askHead("Content-Length: 4000000\r\n").replace("Bearer T", "Bearer X") +
+                                   QByteArray(4000000 - json.size(), ' ') + json;
+        // Three bodies on their way at once, 3.5 MB each, where 8 MiB is all bodies may take: whichever
+        // crosses the line is turned away (two may cross at the same moment).
+        std::vector<std::unique_ptr<QTcpSocket>> slow;
+        for (const char* from : {"127.0.4.1", "127.0.4.2", "127.0.4.3"}) {
+            slow.push_back(idleConnection(port, QString::fromLatin1(from)));
+            QVERIFY(slow.back());
+            slow.back()->write(largest.first(largest.size() - 500000));
+        }
+        const auto refused = [&slow] {
+            return std::count_if(slow.begin(), slow.end(), [](const std::unique_ptr<QTcpSocket>& socket) {
+                return socket->peek(12) == "HTTP/1.1 503";
+            });
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(refused() >= 1, 20000);
+        QCOMPARE(
+            Raw::exchange(port, Raw::post("v1/ask", {{"text", "hi"}}, "Authorization: Bearer T\r\n"), 5000)
+                .status,
+            200);
+        // Once they are gone, a large body is read whole again (and then refused for its wrong token).
+        slow.clear();
+        QTRY_COMPARE_WITH_TIMEOUT(Raw::exchange(port, largest, 30000).status, 401, 20000);
     }
 
     void idleConnectionsLeaveRoomForOthers()
