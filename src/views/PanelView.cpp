@@ -4,176 +4,55 @@
 #include "session/Session.h"
 #include "views/AnswerText.h"
 #include "views/ButtonStyles.h"
-#include "views/Icons.h"
-#include "views/MorvikMark.h"
+#include "views/PanelHeader.h"
+#include "views/PanelParts.h"
+#include "views/PanelReplyingRow.h"
 #include "views/PlatformWords.h"
 #include "views/Theme.h"
+#include "views/WindowParts.h"
 
 #include <QAbstractTextDocumentLayout>
 #include <QClipboard>
 #include <QDesktopServices>
-#include <QGraphicsEffect>
 #include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
-#include <QPainter>
-#include <QProgressBar>
 #include <QScrollBar>
 #include <QShortcut>
 #include <QTextBoundaryFinder>
 #include <QTextEdit>
-#include <QTextLayout>
 #include <QVBoxLayout>
-#include <QVariantAnimation>
 #include <cmath>
 
 namespace {
 
-const QString ellipsis = QStringLiteral("\u2026");
-const QString openQuote = QStringLiteral("\u201C");
-const QString closeQuote = QStringLiteral("\u201D");
 const QString shorterInstruction = QStringLiteral("make it shorter");
 const QString longerInstruction = QStringLiteral("make it longer and more detailed");
 
-constexpr int contentWidth = PanelView::panelWidth - 2 * PanelView::padding;
-constexpr int markSize = 18;
-constexpr int replyingPadding = 8;
-constexpr int replyingSymbol = 11;
-constexpr int replyingClose = 9;
-constexpr int innerSpacing = 6;
-// The close button sits closer to the box's right edge than the padding, as its own hover area
-// pads it by 4 on each side.
-constexpr int replyingRightPadding = replyingPadding - 4;
-constexpr int replyingCloseWidth = replyingClose + 8;
-constexpr int replyingTextWidth = contentWidth - replyingPadding - replyingSymbol - innerSpacing -
-                                  innerSpacing - replyingCloseWidth - replyingRightPadding;
-constexpr int replyingMaxLines = 3;
-constexpr int requestMaxLines = 4;
-
-QFont pixelFont(int size, QFont::Weight weight = QFont::Normal)
-{
-    QFont font;
-    font.setPixelSize(size);
-    font.setWeight(weight);
-    return font;
-}
-
-// A wrapped text row; secondary rows are drawn in the muted colour.
-QLabel* makeLabel(int size, QFont::Weight weight, bool secondary, QWidget* parent)
-{
-    auto* label = new QLabel(parent);
-    label->setFont(pixelFont(size, weight));
-    label->setTextFormat(Qt::PlainText);
-    label->setWordWrap(true);
-    label->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
-    if (secondary)
-        label->setForegroundRole(QPalette::PlaceholderText);
-    return label;
-}
-
-// The text as it fits in `lines` lines of the given width, its last line ended by "…" when cut.
-QString clampToLines(const QString& text, const QFont& font, int width, int lines)
-{
-    QTextLayout layout(text, font);
-    QTextOption option;
-    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
-    layout.setTextOption(option);
-    layout.beginLayout();
-    int kept = 0;
-    int lastStart = 0;
-    int count = 0;
-    for (QTextLine line = layout.createLine(); line.isValid(); line = layout.createLine()) {
-        line.setLineWidth(width);
-        if (++count > lines)
-            break;
-        lastStart = line.textStart();
-        kept = line.textStart() + line.textLength();
-    }
-    layout.endLayout();
-    if (count <= lines)
-        return text;
-    const QFontMetrics metrics(font);
-    QString last = text.mid(lastStart, kept - lastStart).trimmed();
-    last = metrics.elidedText(last + ellipsis, Qt::ElideRight, width);
-    if (!last.endsWith(ellipsis))
-        last += ellipsis;
-    return text.left(lastStart) + last;
-}
-
-// The busy indicator of the thinking and listening phases: a small arc that turns.
-class BusyIndicator : public QProgressBar
+// The field's rounded, outlined box, outlined more strongly while the field has focus.
+class OutlinedBox : public QWidget
 {
 public:
-    explicit BusyIndicator(QWidget* parent) : QProgressBar(parent)
-    {
-        setRange(0, 0);
-        setTextVisible(false);
-        setFixedSize(12, 12);
-        setAccessibleName(QObject::tr("Working"));
-        m_turn.setStartValue(0.0);
-        m_turn.setEndValue(360.0);
-        m_turn.setDuration(900);
-        m_turn.setLoopCount(-1);
-        QObject::connect(&m_turn, &QVariantAnimation::valueChanged, this, [this] { update(); });
-    }
+    explicit OutlinedBox(QWidget* parent) : QWidget(parent) { setFixedHeight(StyledButton::faceHeight); }
 
 protected:
     void paintEvent(QPaintEvent*) override
     {
-        QPainter painter(this);
-        painter.setRenderHint(QPainter::Antialiasing);
-        const QRectF ring = QRectF(rect()).adjusted(1.5, 1.5, -1.5, -1.5);
-        QColor track = Theme::mutedForeground();
-        track.setAlphaF(0.25);
-        painter.setPen(QPen(track, 1.8));
-        painter.drawEllipse(ring);
-        painter.setPen(QPen(Theme::mutedForeground(), 1.8, Qt::SolidLine, Qt::RoundCap));
-        const int start = -int(m_turn.currentValue().toReal() * 16);
-        painter.drawArc(ring, start, 100 * 16);
+        QWidget* field = focusWidget();
+        const bool focused = field && field->hasFocus();
+        PanelParts::paintRoundedBox(this, StyledButton::cornerRadius, Theme::card(),
+                                    focused ? Theme::mutedForeground() : Theme::border());
     }
-    void showEvent(QShowEvent* event) override
-    {
-        m_turn.start();
-        QProgressBar::showEvent(event);
-    }
-    void hideEvent(QHideEvent* event) override
-    {
-        m_turn.stop();
-        QProgressBar::hideEvent(event);
-    }
-
-private:
-    QVariantAnimation m_turn;
 };
 
-// Draws a widget faded and shifted while it appears.
-class AppearEffect : public QGraphicsEffect
+constexpr int requestMaxLines = 4;
+
+QString quoted(const QString& text)
 {
-public:
-    AppearEffect(qreal offset, QObject* parent) : QGraphicsEffect(parent), m_offset(offset) {}
-
-    void setProgress(qreal progress)
-    {
-        m_progress = progress;
-        update();
-    }
-
-protected:
-    void draw(QPainter* painter) override
-    {
-        painter->save();
-        painter->setOpacity(painter->opacity() * qBound(0.0, m_progress, 1.0));
-        painter->translate(0, m_offset * (1.0 - m_progress));
-        drawSource(painter);
-        painter->restore();
-    }
-
-private:
-    qreal m_offset;
-    qreal m_progress = 0;
-};
+    return QStringLiteral("\u201C") + text + QStringLiteral("\u201D");
+}
 
 // The request field: plain text, no frame, one to four lines high; Return submits and Shift+Return
 // starts a new line.
@@ -183,7 +62,7 @@ public:
     RequestField(std::function<void()> submit, QWidget* parent)
         : QTextEdit(parent), m_submit(std::move(submit))
     {
-        setFont(pixelFont(15));
+        setFont(WindowParts::pixelFont(15));
         document()->setDefaultFont(font());
         document()->setDocumentMargin(0);
         setAcceptRichText(false);
@@ -223,51 +102,6 @@ private:
     std::function<void()> m_submit;
 };
 
-// The adjust field's rounded, outlined box.
-class OutlinedBox : public QWidget
-{
-public:
-    explicit OutlinedBox(QWidget* parent) : QWidget(parent) { setFixedHeight(StyledButton::faceHeight); }
-
-protected:
-    void paintEvent(QPaintEvent*) override
-    {
-        QPainter painter(this);
-        painter.setRenderHint(QPainter::Antialiasing);
-        QWidget* field = focusWidget();
-        const bool focused = field && field->hasFocus();
-        painter.setPen(QPen(focused ? Theme::mutedForeground() : Theme::border(), 1));
-        painter.setBrush(Theme::card());
-        painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), StyledButton::cornerRadius,
-                                StyledButton::cornerRadius);
-    }
-};
-
-// The replying box: a rounded, muted background behind the copied message.
-class MutedBox : public QWidget
-{
-public:
-    explicit MutedBox(QWidget* parent) : QWidget(parent) {}
-
-protected:
-    void paintEvent(QPaintEvent*) override
-    {
-        QPainter painter(this);
-        painter.setRenderHint(QPainter::Antialiasing);
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(Theme::muted());
-        painter.drawRoundedRect(QRectF(rect()), 8, 8);
-    }
-};
-
-QHBoxLayout* row(QWidget* owner, int spacing)
-{
-    auto* layout = new QHBoxLayout(owner);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(spacing);
-    return layout;
-}
-
 } // namespace
 
 PanelView::PanelView(Session& session, QWidget* parent) : QWidget(parent), m_session(session)
@@ -276,28 +110,27 @@ PanelView::PanelView(Session& session, QWidget* parent) : QWidget(parent), m_ses
     setFocusPolicy(Qt::ClickFocus);
     setAttribute(Qt::WA_TranslucentBackground);
     setAccessibleName(QStringLiteral("Tavrin"));
+    // Created top to bottom, so that Tab and screen readers meet the rows in the order they show.
+    m_header = new PanelHeader(this);
+    m_replying = new PanelReplyingRow(session, this);
+    m_selection = PanelParts::wrappedLabel(11, QFont::Normal, true, this);
+    QWidget* requestRows = buildRequestRows();
+    m_answer = new AnswerText(this);
+    m_error = PanelParts::wrappedLabel(12, QFont::Normal, false, this);
+    QWidget* adjustRow = buildAdjustRow();
+    QWidget* footer = buildFooter();
     auto* stack = new QVBoxLayout(this);
     stack->setContentsMargins(padding, padding, padding, padding);
     stack->setSpacing(rowSpacing);
-    stack->addWidget(buildHeader());
-    stack->addWidget(buildReplying());
-    m_selection = makeLabel(11, QFont::Normal, true, this);
-    stack->addWidget(m_selection);
-    stack->addWidget(buildRequestRows());
-    m_answer = new AnswerText(this);
-    stack->addWidget(m_answer);
-    m_error = makeLabel(12, QFont::Normal, false, this);
-    stack->addWidget(m_error);
-    stack->addWidget(buildAdjustRow());
-    stack->addWidget(buildFooter());
+    for (QWidget* row : {static_cast<QWidget*>(m_header), static_cast<QWidget*>(m_replying),
+                         static_cast<QWidget*>(m_selection), requestRows, static_cast<QWidget*>(m_answer),
+                         static_cast<QWidget*>(m_error), adjustRow, footer})
+        stack->addWidget(row);
 
     auto* escape = new QShortcut(QKeySequence(Qt::Key_Escape), this);
     escape->setContext(Qt::WindowShortcut);
     connect(escape, &QShortcut::activated, this, [this] { m_session.close(); });
-    connect(&Preferences::shared(), &Preferences::didChange, this, [this] {
-        m_autoInsert->setChecked(Preferences::autoInsert());
-        localize();
-    });
+    connect(&Preferences::shared(), &Preferences::didChange, this, &PanelView::localize);
     connect(QGuiApplication::clipboard(), &QClipboard::dataChanged, this, [this] {
         if (m_session.phase().kind == Session::Phase::Typing) {
             readClipboard();
@@ -309,56 +142,9 @@ PanelView::PanelView(Session& session, QWidget* parent) : QWidget(parent), m_ses
 
     connectSession();
     m_answer->replace(m_session.answer());
-    m_autoInsert->setChecked(Preferences::autoInsert());
     applyTheme();
     localize();
     phaseChanged();
-}
-
-QWidget* PanelView::buildHeader()
-{
-    auto* header = new QWidget(this);
-    auto* layout = row(header, 8);
-    auto* mark = new MorvikMark(markSize, header);
-    mark->setAccessibleName(QStringLiteral("Tavrin"));
-    m_title = new QLabel(header);
-    m_title->setFont(pixelFont(13, QFont::Medium));
-    m_busy = new BusyIndicator(header);
-    m_appName = new QLabel(header);
-    m_appName->setFont(pixelFont(11));
-    m_appName->setForegroundRole(QPalette::PlaceholderText);
-    m_autoInsert = new ThemedCheckBox(tr("Auto-insert"), 11, header);
-    m_autoInsert->setToolTip(tr("Paste answers as soon as they're ready, without pressing Insert"));
-    connect(m_autoInsert, &QCheckBox::clicked, this,
-            [](bool checked) { Preferences::setAutoInsert(checked); });
-    layout->addWidget(mark);
-    layout->addWidget(m_title);
-    layout->addWidget(m_busy);
-    layout->addStretch(1);
-    layout->addWidget(m_appName);
-    layout->addSpacing(4);
-    layout->addWidget(m_autoInsert);
-    return header;
-}
-
-QWidget* PanelView::buildReplying()
-{
-    m_replying = new MutedBox(this);
-    auto* layout = row(m_replying, innerSpacing);
-    layout->setContentsMargins(replyingPadding, replyingPadding, replyingRightPadding, replyingPadding);
-    m_replyingSymbol = new QLabel(m_replying);
-    m_replyingSymbol->setAccessibleName(tr("Clipboard"));
-    m_replyingSymbol->setAlignment(Qt::AlignTop);
-    m_replyingSymbol->setContentsMargins(0, 1, 0, 0);
-    m_replyingText = makeLabel(11, QFont::Normal, true, m_replying);
-    m_replyingText->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
-    auto* drop =
-        new IconButton(Icons::Symbol::XMark, replyingClose, tr("Don't use the clipboard"), m_replying);
-    connect(drop, &QAbstractButton::clicked, this, [this] { m_session.setCopied(std::nullopt); });
-    layout->addWidget(m_replyingSymbol, 0, Qt::AlignTop);
-    layout->addWidget(m_replyingText, 1);
-    layout->addWidget(drop, 0, Qt::AlignTop);
-    return m_replying;
 }
 
 QWidget* PanelView::buildRequestRows()
@@ -367,11 +153,11 @@ QWidget* PanelView::buildRequestRows()
     auto* layout = new QVBoxLayout(rows);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
-    m_listening = makeLabel(14, QFont::Normal, false, rows);
+    m_listening = PanelParts::wrappedLabel(14, QFont::Normal, false, rows);
     m_requestField = new RequestField([this] { m_session.send(); }, rows);
     connect(m_requestField, &QTextEdit::textChanged, this,
             [this] { m_session.setRequest(m_requestField->toPlainText()); });
-    m_sentRequest = makeLabel(12, QFont::Normal, false, rows);
+    m_sentRequest = PanelParts::wrappedLabel(12, QFont::Normal, false, rows);
     layout->addWidget(m_listening);
     layout->addWidget(m_requestField);
     layout->addWidget(m_sentRequest);
@@ -381,7 +167,7 @@ QWidget* PanelView::buildRequestRows()
 QWidget* PanelView::buildAdjustRow()
 {
     m_adjustRow = new QWidget(this);
-    auto* layout = row(m_adjustRow, innerSpacing);
+    auto* layout = PanelParts::rowLayout(m_adjustRow, PanelParts::innerSpacing);
     m_shorter = new OutlineButtonStyle(tr("Shorter"), false, m_adjustRow);
     m_shorter->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Minus));
     connect(m_shorter, &QAbstractButton::clicked, this, [this] { m_session.refine(shorterInstruction); });
@@ -389,11 +175,11 @@ QWidget* PanelView::buildAdjustRow()
     m_longer->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Equal));
     connect(m_longer, &QAbstractButton::clicked, this, [this] { m_session.refine(longerInstruction); });
     auto* box = new OutlinedBox(m_adjustRow);
-    auto* boxLayout = row(box, 0);
+    auto* boxLayout = PanelParts::rowLayout(box, 0);
     boxLayout->setContentsMargins(8, 0, 8, 0);
     m_adjustField = new QLineEdit(box);
     m_adjustField->setFrame(false);
-    m_adjustField->setFont(pixelFont(13));
+    m_adjustField->setFont(WindowParts::pixelFont(13));
     m_adjustField->setPlaceholderText(tr("Adjust\u2026 e.g. more formal, in Cantonese"));
     // The field is narrower than its hint beside the two buttons: the whole hint shows on hover.
     m_adjustField->setToolTip(m_adjustField->placeholderText());
@@ -417,7 +203,7 @@ QWidget* PanelView::buildAdjustRow()
 QWidget* PanelView::buildFooter()
 {
     m_footer = new QWidget(this);
-    auto* layout = row(m_footer, innerSpacing);
+    auto* layout = PanelParts::rowLayout(m_footer, PanelParts::innerSpacing);
     m_insert = new PrimaryButtonStyle(tr("Insert \u23CE"), m_footer);
     connect(m_insert, &QAbstractButton::clicked, this, [this] { m_session.insert(); });
     m_copy = new OutlineButtonStyle(tr("Copy"), false, m_footer);
@@ -436,9 +222,7 @@ QWidget* PanelView::buildFooter()
     connect(m_replyToCopied, &QAbstractButton::clicked, this, [this] {
         m_session.readClipboard(this, [this](const auto& text) { m_session.setCopied(text); });
     });
-    m_routeLabel = new QLabel(m_footer);
-    m_routeLabel->setFont(pixelFont(11));
-    m_routeLabel->setForegroundRole(QPalette::PlaceholderText);
+    m_routeLabel = PanelParts::captionLabel(m_footer);
     auto* close = new IconButton(Icons::Symbol::XMark, 11, tr("Close"), m_footer);
     connect(close, &QAbstractButton::clicked, this, [this] { m_session.close(); });
     for (QWidget* button : {static_cast<QWidget*>(m_insert), static_cast<QWidget*>(m_copy),
@@ -474,7 +258,7 @@ QString PanelView::preview(const QString& text, int limit)
     while (characters.toNextBoundary() != -1) {
         if (++count == limit) {
             const qsizetype end = characters.position();
-            return end < text.size() ? text.left(end) + ellipsis : text;
+            return end < text.size() ? text.left(end) + QStringLiteral("\u2026") : text;
         }
     }
     return text;
@@ -501,7 +285,7 @@ void PanelView::answerChanged()
         return;
     m_answer->setVisible(show);
     if (show)
-        reveal(m_answer, 4);
+        PanelParts::reveal(m_answer, 4);
 }
 
 void PanelView::readClipboard()
@@ -512,49 +296,45 @@ void PanelView::readClipboard()
     });
 }
 
+QString PanelView::title() const
+{
+    using Kind = Session::Phase::Kind;
+    switch (m_session.phase().kind) {
+    case Kind::Idle:
+    case Kind::Typing:
+        break;
+    case Kind::Listening:
+        return tr("Listening");
+    case Kind::Thinking:
+        return tr("Thinking");
+    case Kind::Answer:
+        return m_session.link() ? tr("Live link") : tr("Ready");
+    case Kind::Error:
+        return tr("Error");
+    }
+    return QStringLiteral("Tavrin");
+}
+
 void PanelView::refresh()
 {
     using Kind = Session::Phase::Kind;
     const Session::Phase phase = m_session.phase();
     const QList<QWidget*> rows = {m_replying,    m_selection, m_listening, m_requestField,
-                                  m_sentRequest, m_error,     m_adjustRow, m_footer};
-    QList<bool> wasVisible;
-    for (QWidget* widget : rows)
-        wasVisible.append(widget->isVisibleTo(this));
+                                  m_sentRequest, m_error,     m_adjustRow};
+    QList<QWidget*> hidden;
+    for (QWidget* row : rows)
+        if (!row->isVisibleTo(this))
+            hidden.append(row);
 
-    const bool hasLink = m_session.link().has_value();
-    switch (phase.kind) {
-    case Kind::Idle:
-    case Kind::Typing:
-        m_title->setText(QStringLiteral("Tavrin"));
-        break;
-    case Kind::Listening:
-        m_title->setText(tr("Listening"));
-        break;
-    case Kind::Thinking:
-        m_title->setText(tr("Thinking"));
-        break;
-    case Kind::Answer:
-        m_title->setText(hasLink ? tr("Live link") : tr("Ready"));
-        break;
-    case Kind::Error:
-        m_title->setText(tr("Error"));
-        break;
-    }
-    m_busy->setVisible(phase.kind == Kind::Thinking || phase.kind == Kind::Listening);
+    m_header->showPhase(title(), phase.kind == Kind::Thinking || phase.kind == Kind::Listening);
     const FocusContext context = m_session.context();
-    const QString appName = context.app ? context.app->name : QString();
-    m_appName->setText(appName);
-    m_appName->setVisible(!appName.isEmpty());
+    m_header->showApp(context.app ? context.app->name : QString());
 
     const std::optional<QString>& copied = m_session.copied();
     m_replying->setVisible(copied.has_value());
-    if (copied) {
-        const QString line = tr("Replying to: ") + preview(*copied, copiedPreviewLength);
-        m_replyingText->setText(
-            clampToLines(line, m_replyingText->font(), replyingTextWidth, replyingMaxLines));
-        m_replyingText->setToolTip(copied->size() > copiedPreviewLength ? *copied : QString());
-    }
+    if (copied)
+        m_replying->showMessage(preview(*copied, copiedPreviewLength),
+                                copied->size() > copiedPreviewLength ? *copied : QString());
     const bool hasSelection = context.selection && !context.selection->isEmpty();
     m_selection->setVisible(hasSelection);
     if (hasSelection)
@@ -565,7 +345,7 @@ void PanelView::refresh()
     if (phase.kind == Kind::Listening)
         m_listening->setText(request.isEmpty()
                                  ? PlatformWords::localize(tr("Listening\u2026 release \u2325Space to send"))
-                                 : openQuote + request + closeQuote);
+                                 : quoted(request));
     m_listening->setForegroundRole(request.isEmpty() ? QPalette::PlaceholderText : QPalette::WindowText);
     m_requestField->setVisible(phase.kind == Kind::Typing);
     if (m_requestField->toPlainText() != request) {
@@ -579,20 +359,19 @@ void PanelView::refresh()
     const bool showSent = phase.kind != Kind::Typing && phase.kind != Kind::Listening && !request.isEmpty();
     m_sentRequest->setVisible(showSent);
     if (showSent)
-        m_sentRequest->setText(openQuote + request + closeQuote);
+        m_sentRequest->setText(quoted(request));
 
     m_answer->setVisible(!m_session.answer().isEmpty());
     m_error->setVisible(phase.kind == Kind::Error);
     m_error->setText(phase.message);
-    m_adjustRow->setVisible(phase.kind == Kind::Answer && !hasLink);
+    m_adjustRow->setVisible(phase.kind == Kind::Answer && !m_session.link());
     if (m_adjustField->text() != m_session.adjustText())
         m_adjustField->setText(m_session.adjustText());
     refreshFooter();
 
-    for (qsizetype i = 0; i < rows.size(); ++i) {
-        if (!wasVisible.at(i) && rows.at(i)->isVisibleTo(this))
-            reveal(rows.at(i));
-    }
+    for (QWidget* row : hidden)
+        if (row->isVisibleTo(this))
+            PanelParts::reveal(row);
 }
 
 void PanelView::refreshFooter()
@@ -624,6 +403,7 @@ void PanelView::localize()
     m_longer->setToolTip(PlatformWords::localize(tr("Make it longer (\u2318=)")));
     m_replyToCopied->setToolTip(PlatformWords::localize(
         tr("Use the text on your clipboard as the message to reply to (\u2325\u21E7Space)")));
+    // The transcript's hint names the shortcut in force.
     if (m_session.phase().kind == Session::Phase::Listening)
         refresh();
 }
@@ -643,25 +423,7 @@ void PanelView::applyTheme()
             .arg(handle.red())
             .arg(handle.green())
             .arg(handle.blue()));
-    m_replyingSymbol->setPixmap(Icons::icon(Icons::Symbol::DocOnClipboard, replyingSymbol,
-                                            Theme::mutedForeground(), devicePixelRatioF())
-                                    .pixmap(replyingSymbol, replyingSymbol));
     update();
-}
-
-void PanelView::reveal(QWidget* row, qreal offset)
-{
-    auto* effect = new AppearEffect(offset, row);
-    row->setGraphicsEffect(effect);
-    auto* motion = new QVariantAnimation(effect);
-    motion->setStartValue(0.0);
-    motion->setEndValue(1.0);
-    motion->setDuration(Theme::springDurationMs);
-    motion->setEasingCurve(Theme::spring());
-    connect(motion, &QVariantAnimation::valueChanged, effect,
-            [effect](const QVariant& value) { effect->setProgress(value.toReal()); });
-    connect(motion, &QVariantAnimation::finished, row, [row] { row->setGraphicsEffect(nullptr); });
-    motion->start();
 }
 
 void PanelView::focusForPhase()
@@ -685,9 +447,5 @@ void PanelView::showEvent(QShowEvent* event)
 
 void PanelView::paintEvent(QPaintEvent*)
 {
-    QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(Theme::border(), 1));
-    painter.setBrush(Theme::card());
-    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 14, 14);
+    PanelParts::paintRoundedBox(this, 14, Theme::card(), Theme::border());
 }

@@ -1,21 +1,20 @@
 #pragma once
 
-#include <QPointer>
 #include <QWidget>
 
 class AnswerText;
 class OutlineButtonStyle;
+class PanelHeader;
+class PanelReplyingRow;
 class PrimaryButtonStyle;
-class QBoxLayout;
 class QLabel;
 class QLineEdit;
-class QProgressBar;
 class QTextEdit;
 class Session;
-class ThemedCheckBox;
 
-// The content of the floating panel: one session as it moves through its phases. It keeps no request
-// state of its own; every row is rebuilt from the session, and every action is a session operation.
+// The content of the floating panel: one session as it moves through its phases. It stacks the rows
+// and decides from the session's phase which of them show and what they say; it keeps no request state
+// of its own, and every action of a row is a session operation.
 class PanelView : public QWidget
 {
     Q_OBJECT
@@ -36,8 +35,6 @@ protected:
     void showEvent(QShowEvent* event) override;
 
 private:
-    QWidget* buildHeader();
-    QWidget* buildReplying();
     QWidget* buildRequestRows();
     QWidget* buildAdjustRow();
     QWidget* buildFooter();
@@ -45,11 +42,11 @@ private:
     void refresh();
     void refreshFooter();
     void localize();
-    void applyTheme();
+    QString title() const;
     void phaseChanged();
     void answerChanged();
     void readClipboard();
-    void reveal(QWidget* row, qreal offset = 0);
+    void applyTheme();
     void focusForPhase();
 
     Session& m_session;
@@ -57,35 +54,25 @@ private:
     bool m_appendArrived = false;
     bool m_clipboardHasText = false;
 
-    QLabel* m_title = nullptr;
-    QProgressBar* m_busy = nullptr;
-    QLabel* m_appName = nullptr;
-    ThemedCheckBox* m_autoInsert = nullptr;
+    PanelHeader* m_header;
+    PanelReplyingRow* m_replying;
+    QLabel* m_selection;
+    QLabel* m_listening;
+    QTextEdit* m_requestField;
+    QLabel* m_sentRequest;
+    AnswerText* m_answer;
+    QLabel* m_error;
+    QWidget* m_adjustRow;
+    OutlineButtonStyle* m_shorter;
+    OutlineButtonStyle* m_longer;
+    QLineEdit* m_adjustField;
 
-    QWidget* m_replying = nullptr;
-    QLabel* m_replyingSymbol = nullptr;
-    QLabel* m_replyingText = nullptr;
-    QLabel* m_selection = nullptr;
-
-    QLabel* m_listening = nullptr;
-    QTextEdit* m_requestField = nullptr;
-    QLabel* m_sentRequest = nullptr;
-
-    QWidget* m_answerRow = nullptr;
-    AnswerText* m_answer = nullptr;
-    QLabel* m_error = nullptr;
-
-    QWidget* m_adjustRow = nullptr;
-    OutlineButtonStyle* m_shorter = nullptr;
-    OutlineButtonStyle* m_longer = nullptr;
-    QLineEdit* m_adjustField = nullptr;
-
-    QWidget* m_footer = nullptr;
-    PrimaryButtonStyle* m_insert = nullptr;
-    OutlineButtonStyle* m_copy = nullptr;
-    OutlineButtonStyle* m_open = nullptr;
-    OutlineButtonStyle* m_tryAgain = nullptr;
-    PrimaryButtonStyle* m_ask = nullptr;
-    OutlineButtonStyle* m_replyToCopied = nullptr;
-    QLabel* m_routeLabel = nullptr;
+    QWidget* m_footer;
+    PrimaryButtonStyle* m_insert;
+    OutlineButtonStyle* m_copy;
+    OutlineButtonStyle* m_open;
+    OutlineButtonStyle* m_tryAgain;
+    PrimaryButtonStyle* m_ask;
+    OutlineButtonStyle* m_replyToCopied;
+    QLabel* m_routeLabel;
 };
