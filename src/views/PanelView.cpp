@@ -4,105 +4,23 @@
 #include "session/Session.h"
 #include "views/AnswerText.h"
 #include "views/ButtonStyles.h"
+#include "views/PanelAdjustRow.h"
 #include "views/PanelHeader.h"
 #include "views/PanelParts.h"
 #include "views/PanelReplyingRow.h"
+#include "views/PanelRequestRows.h"
 #include "views/PlatformWords.h"
 #include "views/Theme.h"
-#include "views/WindowParts.h"
 
-#include <QAbstractTextDocumentLayout>
 #include <QClipboard>
 #include <QDesktopServices>
 #include <QGuiApplication>
 #include <QHBoxLayout>
-#include <QKeyEvent>
 #include <QLabel>
-#include <QLineEdit>
 #include <QScrollBar>
 #include <QShortcut>
 #include <QTextBoundaryFinder>
-#include <QTextEdit>
 #include <QVBoxLayout>
-#include <cmath>
-
-namespace {
-
-const QString shorterInstruction = QStringLiteral("make it shorter");
-const QString longerInstruction = QStringLiteral("make it longer and more detailed");
-
-// The field's rounded, outlined box, outlined more strongly while the field has focus.
-class OutlinedBox : public QWidget
-{
-public:
-    explicit OutlinedBox(QWidget* parent) : QWidget(parent) { setFixedHeight(StyledButton::faceHeight); }
-
-protected:
-    void paintEvent(QPaintEvent*) override
-    {
-        QWidget* field = focusWidget();
-        const bool focused = field && field->hasFocus();
-        PanelParts::paintRoundedBox(this, StyledButton::cornerRadius, Theme::card(),
-                                    focused ? Theme::mutedForeground() : Theme::border());
-    }
-};
-
-constexpr int requestMaxLines = 4;
-
-QString quoted(const QString& text)
-{
-    return QStringLiteral("\u201C") + text + QStringLiteral("\u201D");
-}
-
-// The request field: plain text, no frame, one to four lines high; Return submits and Shift+Return
-// starts a new line.
-class RequestField : public QTextEdit
-{
-public:
-    RequestField(std::function<void()> submit, QWidget* parent)
-        : QTextEdit(parent), m_submit(std::move(submit))
-    {
-        setFont(WindowParts::pixelFont(15));
-        document()->setDefaultFont(font());
-        document()->setDocumentMargin(0);
-        setAcceptRichText(false);
-        setFrameShape(QFrame::NoFrame);
-        setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-        setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-        setTabChangesFocus(true);
-        viewport()->setAutoFillBackground(false);
-        setAccessibleName(QObject::tr("Request"));
-        setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-        connect(document()->documentLayout(), &QAbstractTextDocumentLayout::documentSizeChanged, this,
-                [this] { fitLines(); });
-        fitLines();
-    }
-
-protected:
-    void keyPressEvent(QKeyEvent* event) override
-    {
-        const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
-        if (enter && !(event->modifiers() & Qt::ShiftModifier)) {
-            m_submit();
-            return;
-        }
-        QTextEdit::keyPressEvent(event);
-    }
-
-private:
-    void fitLines()
-    {
-        const int lineHeight = QFontMetrics(font()).lineSpacing();
-        const int textHeight = int(std::ceil(document()->documentLayout()->documentSize().height()));
-        const bool overflows = textHeight > requestMaxLines * lineHeight;
-        setVerticalScrollBarPolicy(overflows ? Qt::ScrollBarAsNeeded : Qt::ScrollBarAlwaysOff);
-        setFixedHeight(qBound(lineHeight, textHeight, requestMaxLines * lineHeight) + 2);
-    }
-
-    std::function<void()> m_submit;
-};
-
-} // namespace
 
 PanelView::PanelView(Session& session, QWidget* parent) : QWidget(parent), m_session(session)
 {
@@ -114,17 +32,18 @@ PanelView::PanelView(Session& session, QWidget* parent) : QWidget(parent), m_ses
     m_header = new PanelHeader(this);
     m_replying = new PanelReplyingRow(session, this);
     m_selection = PanelParts::wrappedLabel(11, QFont::Normal, true, this);
-    QWidget* requestRows = buildRequestRows();
+    m_request = new PanelRequestRows(session, this);
     m_answer = new AnswerText(this);
     m_error = PanelParts::wrappedLabel(12, QFont::Normal, false, this);
-    QWidget* adjustRow = buildAdjustRow();
+    m_adjust = new PanelAdjustRow(session, this);
     QWidget* footer = buildFooter();
     auto* stack = new QVBoxLayout(this);
     stack->setContentsMargins(padding, padding, padding, padding);
     stack->setSpacing(rowSpacing);
     for (QWidget* row : {static_cast<QWidget*>(m_header), static_cast<QWidget*>(m_replying),
-                         static_cast<QWidget*>(m_selection), requestRows, static_cast<QWidget*>(m_answer),
-                         static_cast<QWidget*>(m_error), adjustRow, footer})
+                         static_cast<QWidget*>(m_selection), static_cast<QWidget*>(m_request),
+                         static_cast<QWidget*>(m_answer), static_cast<QWidget*>(m_error),
+                         static_cast<QWidget*>(m_adjust), footer})
         stack->addWidget(row);
 
     auto* escape = new QShortcut(QKeySequence(Qt::Key_Escape), this);
@@ -145,59 +64,6 @@ PanelView::PanelView(Session& session, QWidget* parent) : QWidget(parent), m_ses
     applyTheme();
     localize();
     phaseChanged();
-}
-
-QWidget* PanelView::buildRequestRows()
-{
-    auto* rows = new QWidget(this);
-    auto* layout = new QVBoxLayout(rows);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(0);
-    m_listening = PanelParts::wrappedLabel(14, QFont::Normal, false, rows);
-    m_requestField = new RequestField([this] { m_session.send(); }, rows);
-    connect(m_requestField, &QTextEdit::textChanged, this,
-            [this] { m_session.setRequest(m_requestField->toPlainText()); });
-    m_sentRequest = PanelParts::wrappedLabel(12, QFont::Normal, false, rows);
-    layout->addWidget(m_listening);
-    layout->addWidget(m_requestField);
-    layout->addWidget(m_sentRequest);
-    return rows;
-}
-
-QWidget* PanelView::buildAdjustRow()
-{
-    m_adjustRow = new QWidget(this);
-    auto* layout = PanelParts::rowLayout(m_adjustRow, PanelParts::innerSpacing);
-    m_shorter = new OutlineButtonStyle(tr("Shorter"), false, m_adjustRow);
-    m_shorter->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Minus));
-    connect(m_shorter, &QAbstractButton::clicked, this, [this] { m_session.refine(shorterInstruction); });
-    m_longer = new OutlineButtonStyle(tr("Longer"), false, m_adjustRow);
-    m_longer->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Equal));
-    connect(m_longer, &QAbstractButton::clicked, this, [this] { m_session.refine(longerInstruction); });
-    auto* box = new OutlinedBox(m_adjustRow);
-    auto* boxLayout = PanelParts::rowLayout(box, 0);
-    boxLayout->setContentsMargins(8, 0, 8, 0);
-    m_adjustField = new QLineEdit(box);
-    m_adjustField->setFrame(false);
-    m_adjustField->setFont(WindowParts::pixelFont(13));
-    m_adjustField->setPlaceholderText(tr("Adjust\u2026 e.g. more formal, in Cantonese"));
-    // The field is narrower than its hint beside the two buttons: the whole hint shows on hover.
-    m_adjustField->setToolTip(m_adjustField->placeholderText());
-    m_adjustField->setAccessibleName(tr("Adjust the answer"));
-    m_adjustField->setAttribute(Qt::WA_MacShowFocusRect, false);
-    // Only the background is the field's own; every other colour follows the panel's theme.
-    QPalette clear;
-    clear.setColor(QPalette::Base, Qt::transparent);
-    m_adjustField->setPalette(clear);
-    boxLayout->addWidget(m_adjustField);
-    connect(m_adjustField, &QLineEdit::textEdited, this,
-            [this](const QString& text) { m_session.setAdjustText(text); });
-    connect(m_adjustField, &QLineEdit::returnPressed, this,
-            [this] { m_session.refine(m_session.adjustText()); });
-    layout->addWidget(m_shorter);
-    layout->addWidget(m_longer);
-    layout->addWidget(box, 1);
-    return m_adjustRow;
 }
 
 QWidget* PanelView::buildFooter()
@@ -319,8 +185,8 @@ void PanelView::refresh()
 {
     using Kind = Session::Phase::Kind;
     const Session::Phase phase = m_session.phase();
-    const QList<QWidget*> rows = {m_replying,    m_selection, m_listening, m_requestField,
-                                  m_sentRequest, m_error,     m_adjustRow};
+    const QList<QWidget*> rows =
+        QList<QWidget*>{m_replying, m_selection} + m_request->rows() + QList<QWidget*>{m_error, m_adjust};
     QList<QWidget*> hidden;
     for (QWidget* row : rows)
         if (!row->isVisibleTo(this))
@@ -340,33 +206,15 @@ void PanelView::refresh()
     if (hasSelection)
         m_selection->setText(tr("Selected: ") + preview(*context.selection, selectionPreviewLength));
 
-    const QString request = m_session.request();
-    m_listening->setVisible(phase.kind == Kind::Listening);
-    if (phase.kind == Kind::Listening)
-        m_listening->setText(request.isEmpty()
-                                 ? PlatformWords::localize(tr("Listening\u2026 release \u2325Space to send"))
-                                 : quoted(request));
-    m_listening->setForegroundRole(request.isEmpty() ? QPalette::PlaceholderText : QPalette::WindowText);
-    m_requestField->setVisible(phase.kind == Kind::Typing);
-    if (m_requestField->toPlainText() != request) {
-        const QSignalBlocker quiet(m_requestField);
-        m_requestField->setPlainText(request);
-        m_requestField->moveCursor(QTextCursor::End);
-    }
-    m_requestField->setPlaceholderText(
-        copied ? tr("How should I reply? \u23CE for a standard reply")
-               : tr("Ask anything \u2014 e.g. \u201Creply yes, Thursday 3pm works\u201D"));
-    const bool showSent = phase.kind != Kind::Typing && phase.kind != Kind::Listening && !request.isEmpty();
-    m_sentRequest->setVisible(showSent);
-    if (showSent)
-        m_sentRequest->setText(quoted(request));
-
+    const auto form = phase.kind == Kind::Listening ? PanelRequestRows::Form::Transcript
+                      : phase.kind == Kind::Typing  ? PanelRequestRows::Form::Field
+                                                    : PanelRequestRows::Form::Sent;
+    m_request->showRequest(form, m_session.request(), copied.has_value());
     m_answer->setVisible(!m_session.answer().isEmpty());
     m_error->setVisible(phase.kind == Kind::Error);
     m_error->setText(phase.message);
-    m_adjustRow->setVisible(phase.kind == Kind::Answer && !m_session.link());
-    if (m_adjustField->text() != m_session.adjustText())
-        m_adjustField->setText(m_session.adjustText());
+    m_adjust->setVisible(phase.kind == Kind::Answer && !m_session.link());
+    m_adjust->showInstruction(m_session.adjustText());
     refreshFooter();
 
     for (QWidget* row : hidden)
@@ -399,8 +247,6 @@ void PanelView::refreshFooter()
 
 void PanelView::localize()
 {
-    m_shorter->setToolTip(PlatformWords::localize(tr("Make it shorter (\u2318\u2212)")));
-    m_longer->setToolTip(PlatformWords::localize(tr("Make it longer (\u2318=)")));
     m_replyToCopied->setToolTip(PlatformWords::localize(
         tr("Use the text on your clipboard as the message to reply to (\u2325\u21E7Space)")));
     // The transcript's hint names the shortcut in force.
@@ -432,9 +278,9 @@ void PanelView::focusForPhase()
     // empty Return still inserts. Elsewhere the panel itself holds focus, so that Return never
     // presses whichever button happened to come next.
     if (m_session.phase().kind == Session::Phase::Typing)
-        m_requestField->setFocus(Qt::OtherFocusReason);
-    else if (m_adjustRow->isVisibleTo(this))
-        m_adjustField->setFocus(Qt::OtherFocusReason);
+        m_request->focusField();
+    else if (m_adjust->isVisibleTo(this))
+        m_adjust->focusField();
     else
         setFocus(Qt::OtherFocusReason);
 }

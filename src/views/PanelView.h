@@ -4,12 +4,12 @@
 
 class AnswerText;
 class OutlineButtonStyle;
+class PanelAdjustRow;
 class PanelHeader;
 class PanelReplyingRow;
+class PanelRequestRows;
 class PrimaryButtonStyle;
 class QLabel;
-class QLineEdit;
-class QTextEdit;
 class Session;
 
 // The content of the floating panel: one session as it moves through its phases. It stacks the rows
@@ -35,8 +35,6 @@ protected:
     void showEvent(QShowEvent* event) override;
 
 private:
-    QWidget* buildRequestRows();
-    QWidget* buildAdjustRow();
     QWidget* buildFooter();
     void connectSession();
     void refresh();
@@ -57,15 +55,10 @@ private:
     PanelHeader* m_header;
     PanelReplyingRow* m_replying;
     QLabel* m_selection;
-    QLabel* m_listening;
-    QTextEdit* m_requestField;
-    QLabel* m_sentRequest;
+    PanelRequestRows* m_request;
     AnswerText* m_answer;
     QLabel* m_error;
-    QWidget* m_adjustRow;
-    OutlineButtonStyle* m_shorter;
-    OutlineButtonStyle* m_longer;
-    QLineEdit* m_adjustField;
+    PanelAdjustRow* m_adjust;
 
     QWidget* m_footer;
     PrimaryButtonStyle* m_insert;
