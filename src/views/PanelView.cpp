@@ -3,19 +3,14 @@
 #include "config/Preferences.h"
 #include "session/Session.h"
 #include "views/AnswerText.h"
-#include "views/ButtonStyles.h"
+#include "views/PanelActionRow.h"
 #include "views/PanelAdjustRow.h"
 #include "views/PanelHeader.h"
 #include "views/PanelParts.h"
 #include "views/PanelReplyingRow.h"
 #include "views/PanelRequestRows.h"
-#include "views/PlatformWords.h"
 #include "views/Theme.h"
 
-#include <QClipboard>
-#include <QDesktopServices>
-#include <QGuiApplication>
-#include <QHBoxLayout>
 #include <QLabel>
 #include <QScrollBar>
 #include <QShortcut>
@@ -36,25 +31,21 @@ PanelView::PanelView(Session& session, QWidget* parent) : QWidget(parent), m_ses
     m_answer = new AnswerText(this);
     m_error = PanelParts::wrappedLabel(12, QFont::Normal, false, this);
     m_adjust = new PanelAdjustRow(session, this);
-    QWidget* footer = buildFooter();
+    m_actions = new PanelActionRow(session, this);
     auto* stack = new QVBoxLayout(this);
     stack->setContentsMargins(padding, padding, padding, padding);
     stack->setSpacing(rowSpacing);
-    for (QWidget* row : {static_cast<QWidget*>(m_header), static_cast<QWidget*>(m_replying),
-                         static_cast<QWidget*>(m_selection), static_cast<QWidget*>(m_request),
-                         static_cast<QWidget*>(m_answer), static_cast<QWidget*>(m_error),
-                         static_cast<QWidget*>(m_adjust), footer})
+    for (QWidget* row : QList<QWidget*>{m_header, m_replying, m_selection, m_request, m_answer, m_error,
+                                        m_adjust, m_actions})
         stack->addWidget(row);
 
     auto* escape = new QShortcut(QKeySequence(Qt::Key_Escape), this);
     escape->setContext(Qt::WindowShortcut);
     connect(escape, &QShortcut::activated, this, [this] { m_session.close(); });
-    connect(&Preferences::shared(), &Preferences::didChange, this, &PanelView::localize);
-    connect(QGuiApplication::clipboard(), &QClipboard::dataChanged, this, [this] {
-        if (m_session.phase().kind == Session::Phase::Typing) {
-            readClipboard();
-            refreshFooter();
-        }
+    // The transcript's hint names the shortcut in force.
+    connect(&Preferences::shared(), &Preferences::didChange, this, [this] {
+        if (m_session.phase().kind == Session::Phase::Listening)
+            refresh();
     });
     Theme::follow(this);
     connect(&Theme::Watcher::shared(), &Theme::Watcher::appearanceChanged, this, &PanelView::applyTheme);
@@ -62,45 +53,7 @@ PanelView::PanelView(Session& session, QWidget* parent) : QWidget(parent), m_ses
     connectSession();
     m_answer->replace(m_session.answer());
     applyTheme();
-    localize();
     phaseChanged();
-}
-
-QWidget* PanelView::buildFooter()
-{
-    m_footer = new QWidget(this);
-    auto* layout = PanelParts::rowLayout(m_footer, PanelParts::innerSpacing);
-    m_insert = new PrimaryButtonStyle(tr("Insert \u23CE"), m_footer);
-    connect(m_insert, &QAbstractButton::clicked, this, [this] { m_session.insert(); });
-    m_copy = new OutlineButtonStyle(tr("Copy"), false, m_footer);
-    connect(m_copy, &QAbstractButton::clicked, this, [this] { m_session.copy(); });
-    m_open = new OutlineButtonStyle(tr("Open"), false, m_footer);
-    connect(m_open, &QAbstractButton::clicked, this, [this] {
-        if (m_session.link())
-            QDesktopServices::openUrl(*m_session.link());
-    });
-    m_tryAgain = new OutlineButtonStyle(tr("Try again"), false, m_footer);
-    connect(m_tryAgain, &QAbstractButton::clicked, this, [this] { m_session.send(); });
-    m_ask = new PrimaryButtonStyle(tr("Ask \u23CE"), m_footer);
-    connect(m_ask, &QAbstractButton::clicked, this, [this] { m_session.send(); });
-    m_replyToCopied = new OutlineButtonStyle(tr("Reply to copied"), false, m_footer);
-    m_replyToCopied->setSymbol(Icons::Symbol::DocOnClipboard);
-    connect(m_replyToCopied, &QAbstractButton::clicked, this, [this] {
-        m_session.readClipboard(this, [this](const auto& text) { m_session.setCopied(text); });
-    });
-    m_routeLabel = PanelParts::captionLabel(m_footer);
-    auto* close = new IconButton(Icons::Symbol::XMark, 11, tr("Close"), m_footer);
-    connect(close, &QAbstractButton::clicked, this, [this] { m_session.close(); });
-    for (QWidget* button : {static_cast<QWidget*>(m_insert), static_cast<QWidget*>(m_copy),
-                            static_cast<QWidget*>(m_open), static_cast<QWidget*>(m_tryAgain),
-                            static_cast<QWidget*>(m_ask), static_cast<QWidget*>(m_replyToCopied)}) {
-        button->setFocusPolicy(Qt::TabFocus);
-        layout->addWidget(button);
-    }
-    layout->addStretch(1);
-    layout->addWidget(m_routeLabel);
-    layout->addWidget(close);
-    return m_footer;
 }
 
 void PanelView::connectSession()
@@ -132,10 +85,6 @@ QString PanelView::preview(const QString& text, int limit)
 
 void PanelView::phaseChanged()
 {
-    const int phase = m_session.phase().kind;
-    if (phase == Session::Phase::Typing && m_lastPhase != Session::Phase::Typing)
-        readClipboard();
-    m_lastPhase = phase;
     refresh();
     focusForPhase();
 }
@@ -154,21 +103,10 @@ void PanelView::answerChanged()
         PanelParts::reveal(m_answer, 4);
 }
 
-void PanelView::readClipboard()
-{
-    m_session.readClipboard(this, [this](const std::optional<QString>& text) {
-        m_clipboardHasText = text.has_value();
-        refreshFooter();
-    });
-}
-
 QString PanelView::title() const
 {
     using Kind = Session::Phase::Kind;
     switch (m_session.phase().kind) {
-    case Kind::Idle:
-    case Kind::Typing:
-        break;
     case Kind::Listening:
         return tr("Listening");
     case Kind::Thinking:
@@ -177,7 +115,11 @@ QString PanelView::title() const
         return m_session.link() ? tr("Live link") : tr("Ready");
     case Kind::Error:
         return tr("Error");
+    case Kind::Idle:
+    case Kind::Typing:
+        break;
     }
+    // Until a request is on its way the panel is headed by the product's name.
     return QStringLiteral("Tavrin");
 }
 
@@ -215,43 +157,11 @@ void PanelView::refresh()
     m_error->setText(phase.message);
     m_adjust->setVisible(phase.kind == Kind::Answer && !m_session.link());
     m_adjust->showInstruction(m_session.adjustText());
-    refreshFooter();
+    m_actions->refresh();
 
     for (QWidget* row : hidden)
         if (row->isVisibleTo(this))
             PanelParts::reveal(row);
-}
-
-void PanelView::refreshFooter()
-{
-    using Kind = Session::Phase::Kind;
-    const Kind phase = m_session.phase().kind;
-    const bool answer = phase == Kind::Answer;
-    const bool typing = phase == Kind::Typing;
-    const bool copied = m_session.copied().has_value();
-    const bool requestEmpty = m_session.request().isEmpty();
-    m_insert->setVisible(answer);
-    m_insert->setShortcut(answer && m_session.adjustText().isEmpty() ? QKeySequence(Qt::Key_Return)
-                                                                     : QKeySequence());
-    m_copy->setVisible(answer);
-    m_open->setVisible(answer && m_session.link().has_value());
-    m_tryAgain->setVisible(answer);
-    m_ask->setVisible(typing);
-    m_ask->setText(copied && requestEmpty ? tr("Reply \u23CE") : tr("Ask \u23CE"));
-    m_ask->updateGeometry();
-    m_ask->setEnabled(!requestEmpty || copied);
-    m_replyToCopied->setVisible(typing && !copied && m_clipboardHasText);
-    m_routeLabel->setText(m_session.routeLabel());
-    m_routeLabel->setVisible(!m_session.routeLabel().isEmpty());
-}
-
-void PanelView::localize()
-{
-    m_replyToCopied->setToolTip(PlatformWords::localize(
-        tr("Use the text on your clipboard as the message to reply to (\u2325\u21E7Space)")));
-    // The transcript's hint names the shortcut in force.
-    if (m_session.phase().kind == Session::Phase::Listening)
-        refresh();
 }
 
 void PanelView::applyTheme()

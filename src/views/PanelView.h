@@ -3,12 +3,11 @@
 #include <QWidget>
 
 class AnswerText;
-class OutlineButtonStyle;
+class PanelActionRow;
 class PanelAdjustRow;
 class PanelHeader;
 class PanelReplyingRow;
 class PanelRequestRows;
-class PrimaryButtonStyle;
 class QLabel;
 class Session;
 
@@ -35,22 +34,16 @@ protected:
     void showEvent(QShowEvent* event) override;
 
 private:
-    QWidget* buildFooter();
     void connectSession();
     void refresh();
-    void refreshFooter();
-    void localize();
     QString title() const;
     void phaseChanged();
     void answerChanged();
-    void readClipboard();
     void applyTheme();
     void focusForPhase();
 
     Session& m_session;
-    int m_lastPhase = -1;
     bool m_appendArrived = false;
-    bool m_clipboardHasText = false;
 
     PanelHeader* m_header;
     PanelReplyingRow* m_replying;
@@ -59,13 +52,5 @@ private:
     AnswerText* m_answer;
     QLabel* m_error;
     PanelAdjustRow* m_adjust;
-
-    QWidget* m_footer;
-    PrimaryButtonStyle* m_insert;
-    OutlineButtonStyle* m_copy;
-    OutlineButtonStyle* m_open;
-    OutlineButtonStyle* m_tryAgain;
-    PrimaryButtonStyle* m_ask;
-    OutlineButtonStyle* m_replyToCopied;
-    QLabel* m_routeLabel;
+    PanelActionRow* m_actions;
 };
