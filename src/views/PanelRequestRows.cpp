@@ -11,6 +11,7 @@
 #include <QTextEdit>
 #include <QVBoxLayout>
 #include <cmath>
+#include <functional>
 
 namespace {
 

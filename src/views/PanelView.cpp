@@ -127,6 +127,7 @@ void PanelView::refresh()
 {
     using Kind = Session::Phase::Kind;
     const Session::Phase phase = m_session.phase();
+    // Rows that come into view fade in; the answer does so on its own as its text arrives.
     const QList<QWidget*> rows =
         QList<QWidget*>{m_replying, m_selection} + m_request->rows() + QList<QWidget*>{m_error, m_adjust};
     QList<QWidget*> hidden;
