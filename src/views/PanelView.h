@@ -1,21 +1,19 @@
 #pragma once
 
-#include <QPointer>
 #include <QWidget>
 
 class AnswerText;
-class OutlineButtonStyle;
-class PrimaryButtonStyle;
-class QBoxLayout;
+class PanelActionRow;
+class PanelAdjustRow;
+class PanelHeader;
+class PanelReplyingRow;
+class PanelRequestRows;
 class QLabel;
-class QLineEdit;
-class QProgressBar;
-class QTextEdit;
 class Session;
-class ThemedCheckBox;
 
-// The content of the floating panel: one session as it moves through its phases. It keeps no request
-// state of its own; every row is rebuilt from the session, and every action is a session operation.
+// The content of the floating panel: one session as it moves through its phases. It stacks the rows
+// and decides from the session's phase which of them show and what they say; it keeps no request state
+// of its own, and every action of a row is a session operation.
 class PanelView : public QWidget
 {
     Q_OBJECT
@@ -36,56 +34,23 @@ protected:
     void showEvent(QShowEvent* event) override;
 
 private:
-    QWidget* buildHeader();
-    QWidget* buildReplying();
-    QWidget* buildRequestRows();
-    QWidget* buildAdjustRow();
-    QWidget* buildFooter();
     void connectSession();
     void refresh();
-    void refreshFooter();
-    void localize();
-    void applyTheme();
+    QString title() const;
     void phaseChanged();
     void answerChanged();
-    void readClipboard();
-    void reveal(QWidget* row, qreal offset = 0);
+    void applyTheme();
     void focusForPhase();
 
     Session& m_session;
-    int m_lastPhase = -1;
     bool m_appendArrived = false;
-    bool m_clipboardHasText = false;
 
-    QLabel* m_title = nullptr;
-    QProgressBar* m_busy = nullptr;
-    QLabel* m_appName = nullptr;
-    ThemedCheckBox* m_autoInsert = nullptr;
-
-    QWidget* m_replying = nullptr;
-    QLabel* m_replyingSymbol = nullptr;
-    QLabel* m_replyingText = nullptr;
-    QLabel* m_selection = nullptr;
-
-    QLabel* m_listening = nullptr;
-    QTextEdit* m_requestField = nullptr;
-    QLabel* m_sentRequest = nullptr;
-
-    QWidget* m_answerRow = nullptr;
-    AnswerText* m_answer = nullptr;
-    QLabel* m_error = nullptr;
-
-    QWidget* m_adjustRow = nullptr;
-    OutlineButtonStyle* m_shorter = nullptr;
-    OutlineButtonStyle* m_longer = nullptr;
-    QLineEdit* m_adjustField = nullptr;
-
-    QWidget* m_footer = nullptr;
-    PrimaryButtonStyle* m_insert = nullptr;
-    OutlineButtonStyle* m_copy = nullptr;
-    OutlineButtonStyle* m_open = nullptr;
-    OutlineButtonStyle* m_tryAgain = nullptr;
-    PrimaryButtonStyle* m_ask = nullptr;
-    OutlineButtonStyle* m_replyToCopied = nullptr;
-    QLabel* m_routeLabel = nullptr;
+    PanelHeader* m_header;
+    PanelReplyingRow* m_replying;
+    QLabel* m_selection;
+    PanelRequestRows* m_request;
+    AnswerText* m_answer;
+    QLabel* m_error;
+    PanelAdjustRow* m_adjust;
+    PanelActionRow* m_actions;
 };
