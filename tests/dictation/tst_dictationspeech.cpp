@@ -94,9 +94,10 @@ private slots:
     {
         QTest::addColumn<QString>("phrase");
         QTest::addColumn<QString>("opening");
+        // The model is not loaded before the first press: it loads while the first phrase is spoken.
+        QTest::newRow("spoken between the press and start") << "make it shorter" << QStringLiteral("arm");
         QTest::newRow("request") << "make it shorter" << QStringLiteral("start");
         QTest::newRow("started twice: one capture") << "make it shorter" << QStringLiteral("start twice");
-        QTest::newRow("spoken between the press and start") << "make it shorter" << QStringLiteral("arm");
     }
     void spokenPhraseComesBackAsText()
     {

@@ -5,10 +5,11 @@
 #include <QFileInfo>
 #include <QStringList>
 #include <algorithm>
+#include <utility>
 
 PocketSphinxRecognizer::PocketSphinxRecognizer(const QString& modelDir, QObject* parent)
     : SpeechRecognizer(parent),
-      m_readiness(modelInstalled(modelDir) ? Readiness::Loading : Readiness::Unavailable),
+      m_readiness(modelInstalled(modelDir) ? Readiness::Unloaded : Readiness::Unavailable),
       m_decoder(std::make_unique<SphinxDecoder>(modelDir, m_wanted))
 {
     m_idleRelease.setSingleShot(true);
@@ -20,9 +21,6 @@ PocketSphinxRecognizer::PocketSphinxRecognizer(const QString& modelDir, QObject*
     connect(m_decoder.get(), &SphinxDecoder::hypothesis, this, &PocketSphinxRecognizer::onHypothesis);
     connect(m_decoder.get(), &SphinxDecoder::failed, this, &PocketSphinxRecognizer::onFailed);
     m_thread.start();
-    // Loading while the microphone stream starts can cost the start of the first utterance, so the model
-    // loads now; the idle release then returns it until the next press.
-    prepare();
 }
 
 PocketSphinxRecognizer::~PocketSphinxRecognizer()
@@ -56,6 +54,8 @@ bool PocketSphinxRecognizer::modelInstalled(const QString& modelDir)
 void PocketSphinxRecognizer::prepare()
 {
     m_idleRelease.start();
+    if (m_readiness != Readiness::Unloaded || std::exchange(m_loading, true))
+        return;
     QMetaObject::invokeMethod(m_decoder.get(), &SphinxDecoder::preload);
 }
 
@@ -93,15 +93,23 @@ void PocketSphinxRecognizer::cancel()
 
 void PocketSphinxRecognizer::releaseModel()
 {
+    if (m_readiness != Readiness::Ready)
+        return;
     QMetaObject::invokeMethod(m_decoder.get(), &SphinxDecoder::release);
+    setReadiness(Readiness::Unloaded);
 }
 
 void PocketSphinxRecognizer::onLoaded(bool ok)
 {
-    const Readiness now = ok ? Readiness::Ready : Readiness::Unavailable;
-    if (now == m_readiness)
+    m_loading = false;
+    setReadiness(ok ? Readiness::Ready : Readiness::Unavailable);
+}
+
+void PocketSphinxRecognizer::setReadiness(Readiness readiness)
+{
+    if (readiness == m_readiness)
         return;
-    m_readiness = now;
+    m_readiness = readiness;
     emit readinessChanged();
 }
 
