@@ -13,7 +13,6 @@ PocketSphinxRecognizer::PocketSphinxRecognizer(const QString& modelDir, QObject*
       m_decoder(std::make_unique<SphinxDecoder>(modelDir, m_wanted))
 {
     m_idleRelease.setSingleShot(true);
-    m_idleRelease.setInterval(releaseAfterIdleMs);
     connect(&m_idleRelease, &QTimer::timeout, this, &PocketSphinxRecognizer::releaseModel);
     m_thread.setObjectName(QStringLiteral("speech recognition"));
     m_decoder->moveToThread(&m_thread);
@@ -53,7 +52,10 @@ bool PocketSphinxRecognizer::modelInstalled(const QString& modelDir)
 
 void PocketSphinxRecognizer::prepare()
 {
-    m_idleRelease.start();
+    // A press that stays a tap (the user types) keeps the model only briefly; a dictation keeps it for
+    // the idle minutes.
+    if (!m_idleRelease.isActive())
+        m_idleRelease.start(releaseUnusedAfterMs);
     if (m_readiness != Readiness::Unloaded || std::exchange(m_loading, true))
         return;
     QMetaObject::invokeMethod(m_decoder.get(), &SphinxDecoder::preload);
@@ -78,7 +80,7 @@ void PocketSphinxRecognizer::appendAudio(const QByteArray& samples)
 
 void PocketSphinxRecognizer::endAudio()
 {
-    m_idleRelease.start();
+    m_idleRelease.start(releaseAfterIdleMs);
     const quint64 utterance = m_wanted.load();
     QMetaObject::invokeMethod(m_decoder.get(),
                               [decoder = m_decoder.get(), utterance] { decoder->end(utterance); });
@@ -86,13 +88,17 @@ void PocketSphinxRecognizer::endAudio()
 
 void PocketSphinxRecognizer::cancel()
 {
-    m_idleRelease.start();
-    m_wanted.store(0);
+    if (m_wanted.exchange(0) != 0)
+        m_idleRelease.start(releaseAfterIdleMs);
     QMetaObject::invokeMethod(m_decoder.get(), [decoder = m_decoder.get()] { decoder->abandon(); });
 }
 
 void PocketSphinxRecognizer::releaseModel()
 {
+    if (m_loading) { // released once it has loaded
+        m_idleRelease.start(releaseUnusedAfterMs);
+        return;
+    }
     if (m_readiness != Readiness::Ready)
         return;
     QMetaObject::invokeMethod(m_decoder.get(), &SphinxDecoder::release);

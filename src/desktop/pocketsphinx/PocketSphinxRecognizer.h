@@ -16,7 +16,10 @@ class PocketSphinxRecognizer : public SpeechRecognizer
 {
     Q_OBJECT
 public:
+    // The model is released this long after the last utterance, or after a prepare() that no
+    // utterance followed.
     static constexpr int releaseAfterIdleMs = 3 * 60 * 1000;
+    static constexpr int releaseUnusedAfterMs = 20 * 1000;
 
     explicit PocketSphinxRecognizer(const QString& modelDir = defaultModelDir(), QObject* parent = nullptr);
     ~PocketSphinxRecognizer() override;
