@@ -121,10 +121,11 @@ void Dictation::onCaptured(const QByteArray& samples)
     if (m_state == State::Capturing && m_handedOver)
         m_recognizer->appendAudio(samples);
     else if (m_state == State::Armed || m_state == State::Capturing)
-        keepWhileLoading(samples);
+        keep(samples);
 }
 
-void Dictation::keepWhileLoading(const QByteArray& samples)
+// Audio the recogniser cannot take yet: before start(), or while the model loads.
+void Dictation::keep(const QByteArray& samples)
 {
     m_waiting.append(samples.first(std::min(samples.size(), waitingAudioLimitBytes - m_waiting.size())));
     if (m_waiting.size() == waitingAudioLimitBytes)

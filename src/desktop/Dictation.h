@@ -35,7 +35,8 @@ public:
     static constexpr int finalResultTimeoutMs = 1200;
     // Longest wait for the model after the release, before the final transcript's own wait begins.
     static constexpr int modelLoadTimeoutMs = 10000;
-    // Audio kept while the model loads (30 s); the microphone closes when it is full.
+    // Audio kept until the recogniser can take it (30 s), from the press or while the model loads; the
+    // microphone closes when it is full.
     static constexpr int waitingAudioLimitBytes = 30 * 16000 * 2;
 
     Dictation(std::unique_ptr<AudioInput> audio, std::unique_ptr<SpeechRecognizer> recognizer,
@@ -71,7 +72,7 @@ private:
     };
 
     void onCaptured(const QByteArray& samples);
-    void keepWhileLoading(const QByteArray& samples);
+    void keep(const QByteArray& samples);
     void onReadinessChanged();
     void handOver();
     void onTranscribed(const QString& text, bool isFinal);

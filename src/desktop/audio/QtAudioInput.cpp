@@ -89,11 +89,14 @@ void QtAudioInput::close()
     m_awaitingDefault = false;
     if (!m_source)
         return;
-    // What the device already captured is the end of the last word: deliver it before stopping.
-    readAvailable();
+    // What the device already captured is the end of the last word: it is delivered once the stream
+    // has stopped, so that a receiver may call close() again.
+    const QByteArray last = m_stream ? m_converter->convert(m_stream->readAll()) : QByteArray();
     m_source->stop();
     m_source.reset();
     m_converter.reset();
+    if (!last.isEmpty())
+        emit captured(last);
 }
 
 void QtAudioInput::readAvailable()
