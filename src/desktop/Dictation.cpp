@@ -58,7 +58,6 @@ void Dictation::disarm()
 
 Result<void> Dictation::start(QObject* context, TextHandler onPartial)
 {
-    const bool pressed = m_state == State::Armed;
     if (m_state == State::Capturing || m_state == State::Finishing)
         abandonRecognition();
     m_transcript.clear();
@@ -67,9 +66,10 @@ Result<void> Dictation::start(QObject* context, TextHandler onPartial)
         m_state = State::Idle;
         return unavailableError();
     }
-    // After a press the microphone has been open since; only a full waiting buffer has closed it.
-    if (!pressed && !m_audio->isOpen()) {
+    // After a press the microphone is open, unless the audio kept since filled the buffer.
+    if (!m_audio->isOpen() && m_waiting.size() < waitingAudioLimitBytes) {
         if (Result<void> opened = m_audio->open(); !opened.ok()) {
+            closeMicrophone();
             m_state = State::Idle;
             return opened;
         }
