@@ -2,7 +2,9 @@
 //  - release to final transcript: from stop() until the final text arrives, per spoken phrase;
 //  - start to first audio: from start() until the recogniser is handed audio, with and without arm();
 //  - speech kept from before the hold decision: with arm() at the press and start() 0.3 s later, how
-//    much of the audio since the press reaches the recogniser, and what is recognised of the phrase.
+//    much of the audio since the press reaches the recogniser, and what is recognised of the phrase;
+//  - press to first partial transcript, speaking from the press on, with the model not loaded yet (as
+//    after launch or the idle release) and with it loaded.
 #include "desktop/Dictation.h"
 #include "desktop/audio/QtAudioInput.h"
 #include "desktop/pocketsphinx/PocketSphinxRecognizer.h"
@@ -223,6 +225,40 @@ public:
         }
     }
 
+    void measurePressToFirstPartial(const QString& phrase, int rounds)
+    {
+        std::vector<double> cold;
+        std::vector<double> loaded;
+        for (int round = 0; round < rounds; ++round) {
+            Dictation dictation(std::make_unique<QtAudioInput>(), std::make_unique<PocketSphinxRecognizer>());
+            waitMs(1000); // an idle application: the sound server has named its default input
+            for (bool modelLoaded : {false, true}) {
+                QElapsedTimer timer;
+                timer.start();
+                double firstPartialMs = -1;
+                dictation.arm();
+                QProcess* player = play(phrase);
+                waitMs(holdDecisionMs);
+                const Result<void> started = dictation.start(this, [&](const QString& text) {
+                    if (firstPartialMs < 0 && !text.isEmpty())
+                        firstPartialMs = double(timer.nsecsElapsed()) / 1e6;
+                });
+                if (!started.ok())
+                    return;
+                waitUntil([&] { return firstPartialMs >= 0; });
+                finishPlaying(player);
+                bool done = false;
+                dictation.stop(this, [&](const QString&) { done = true; });
+                waitUntil([&] { return done; });
+                (modelLoaded ? loaded : cold).push_back(firstPartialMs);
+            }
+        }
+        std::printf("press to first partial, model not loaded: p50=%.0f ms max=%.0f ms; loaded: p50=%.0f ms "
+                    "max=%.0f ms\n",
+                    percentile(cold, 0.5), percentile(cold, 1.0), percentile(loaded, 0.5),
+                    percentile(loaded, 1.0));
+    }
+
 private:
     TimedRecognizer* m_recognizer;
     Dictation m_dictation;
@@ -245,5 +281,6 @@ int main(int argc, char** argv)
     bench.measureReleaseToFinal(phrases, rounds);
     bench.measureStartToFirstAudio(rounds * 2);
     bench.measureSpeechBeforeHold(phrases, std::max(1, rounds / 2));
+    bench.measurePressToFirstPartial(phrases.first(), rounds);
     return 0;
 }

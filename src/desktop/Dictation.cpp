@@ -3,6 +3,7 @@
 #include "desktop/AudioInput.h"
 #include "desktop/SpeechRecognizer.h"
 
+#include <algorithm>
 #include <utility>
 
 Error Dictation::unavailableError()
@@ -15,9 +16,9 @@ Dictation::Dictation(std::unique_ptr<AudioInput> audio, std::unique_ptr<SpeechRe
     : QObject(parent), m_audio(std::move(audio)), m_recognizer(std::move(recognizer))
 {
     m_finalTimeout.setSingleShot(true);
-    m_finalTimeout.setInterval(finalResultTimeoutMs);
     connect(&m_finalTimeout, &QTimer::timeout, this, [this] { finish(m_transcript); });
     connect(m_audio.get(), &AudioInput::captured, this, &Dictation::onCaptured);
+    connect(m_recognizer.get(), &SpeechRecognizer::readinessChanged, this, &Dictation::onReadinessChanged);
     connect(m_recognizer.get(), &SpeechRecognizer::transcribed, this, &Dictation::onTranscribed);
     connect(m_recognizer.get(), &SpeechRecognizer::failed, this, &Dictation::onRecognitionFailed);
 }
@@ -29,29 +30,20 @@ Dictation::~Dictation()
 
 void Dictation::requestPermissions(QObject* context, AnswerHandler onAnswer)
 {
-    // Nothing to ask on this platform: speech is granted when the model loaded, the microphone when
+    // Nothing to ask on this platform: speech is granted when the model is there, the microphone when
     // the sound server offers an input.
-    const auto answer = [this] {
-        const bool speech = m_recognizer->readiness() == SpeechRecognizer::Readiness::Ready;
-        const bool microphone = m_audio->hasInput();
-        return speech && microphone;
-    };
-    if (m_recognizer->readiness() == SpeechRecognizer::Readiness::Loading) {
-        connect(
-            m_recognizer.get(), &SpeechRecognizer::readinessChanged, context,
-            [answer, onAnswer = std::move(onAnswer)] { onAnswer(answer()); }, Qt::SingleShotConnection);
-        return;
-    }
+    const bool granted =
+        m_recognizer->readiness() != SpeechRecognizer::Readiness::Unavailable && m_audio->hasInput();
     QMetaObject::invokeMethod(
-        context, [granted = answer(), onAnswer = std::move(onAnswer)] { onAnswer(granted); },
-        Qt::QueuedConnection);
+        context, [granted, onAnswer = std::move(onAnswer)] { onAnswer(granted); }, Qt::QueuedConnection);
 }
 
 void Dictation::arm()
 {
     if (m_state != State::Idle)
         return;
-    m_preRoll.clear();
+    m_recognizer->prepare();
+    m_waiting.clear();
     if (m_audio->open().ok())
         m_state = State::Armed;
 }
@@ -74,18 +66,18 @@ Result<void> Dictation::start(QObject* context, TextHandler onPartial)
         m_state = State::Idle;
         return unavailableError();
     }
-    if (!m_audio->isOpen()) {
-        m_preRoll.clear();
+    // After a press the microphone is open, unless the audio kept since filled the buffer.
+    if (!m_audio->isOpen() && m_waiting.size() < waitingAudioLimitBytes) {
         if (Result<void> opened = m_audio->open(); !opened.ok()) {
+            closeMicrophone();
             m_state = State::Idle;
             return opened;
         }
     }
     m_partial = Pending{context, std::move(onPartial)};
-    m_recognizer->beginUtterance();
-    if (!m_preRoll.isEmpty())
-        m_recognizer->appendAudio(std::exchange(m_preRoll, {}));
     m_state = State::Capturing;
+    m_recognizer->prepare();
+    handOver();
     return {};
 }
 
@@ -102,11 +94,18 @@ void Dictation::stop(QObject* context, TextHandler onFinal)
         deliver(waiter, QString());
         return;
     }
-    closeMicrophone();
-    m_recognizer->endAudio();
+    // The audio still waiting for the model is kept: it is this utterance.
+    m_audio->close();
     m_state = State::Finishing;
     m_finished = std::move(waiter);
-    m_finalTimeout.start();
+    if (m_handedOver) {
+        m_recognizer->endAudio();
+        m_finalTimeout.start(finalResultTimeoutMs);
+    } else if (m_recognizer->readiness() == SpeechRecognizer::Readiness::Unavailable) {
+        finish(QString());
+    } else {
+        m_finalTimeout.start(modelLoadTimeoutMs);
+    }
 }
 
 void Dictation::cancel()
@@ -119,16 +118,49 @@ void Dictation::cancel()
 
 void Dictation::onCaptured(const QByteArray& samples)
 {
-    if (m_state == State::Capturing) {
+    if (m_state == State::Capturing && m_handedOver)
         m_recognizer->appendAudio(samples);
-    } else if (m_state == State::Armed) {
-        // A recogniser that released its model reloads it once the stream delivers, not while the
-        // stream is still starting up.
-        if (m_preRoll.isEmpty())
-            m_recognizer->prepare();
-        m_preRoll.append(samples);
-        if (m_preRoll.size() > preRollLimitBytes)
-            m_preRoll.remove(0, m_preRoll.size() - preRollLimitBytes);
+    else if (m_state == State::Armed || m_state == State::Capturing)
+        keep(samples);
+}
+
+// Audio the recogniser cannot take yet: before start(), or while the model loads.
+void Dictation::keep(const QByteArray& samples)
+{
+    m_waiting.append(samples.first(std::min(samples.size(), waitingAudioLimitBytes - m_waiting.size())));
+    if (m_waiting.size() == waitingAudioLimitBytes)
+        m_audio->close();
+}
+
+void Dictation::onReadinessChanged()
+{
+    switch (m_recognizer->readiness()) {
+    case SpeechRecognizer::Readiness::Ready:
+        handOver();
+        return;
+    case SpeechRecognizer::Readiness::Unavailable:
+        // The model failed to load: what was said cannot be heard, and the next start() says why.
+        if (m_state == State::Finishing && !m_handedOver)
+            finish(QString());
+        return;
+    case SpeechRecognizer::Readiness::Unloaded:
+        return;
+    }
+}
+
+// Begins the utterance in the recogniser once it is ready, with all the audio kept until then.
+void Dictation::handOver()
+{
+    if (m_handedOver || (m_state != State::Capturing && m_state != State::Finishing) ||
+        m_recognizer->readiness() != SpeechRecognizer::Readiness::Ready)
+        return;
+    m_handedOver = true;
+    m_recognizer->beginUtterance();
+    if (!m_waiting.isEmpty())
+        m_recognizer->appendAudio(std::exchange(m_waiting, {}));
+    if (m_state == State::Finishing) {
+        m_recognizer->endAudio();
+        m_finalTimeout.start(finalResultTimeoutMs);
     }
 }
 
@@ -154,6 +186,8 @@ void Dictation::finish(const QString& text)
 {
     m_finalTimeout.stop();
     m_recognizer->cancel();
+    m_handedOver = false;
+    m_waiting.clear();
     m_partial.reset();
     m_state = State::Idle;
     if (m_finished)
@@ -164,6 +198,8 @@ void Dictation::abandonRecognition()
 {
     m_finalTimeout.stop();
     m_recognizer->cancel();
+    m_handedOver = false;
+    m_waiting.clear();
     m_partial.reset();
     if (m_finished)
         deliver(*std::exchange(m_finished, std::nullopt), QString());
@@ -172,7 +208,7 @@ void Dictation::abandonRecognition()
 void Dictation::closeMicrophone()
 {
     m_audio->close();
-    m_preRoll.clear();
+    m_waiting.clear();
 }
 
 void Dictation::deliver(const Pending& pending, const QString& text)

@@ -16,6 +16,8 @@ class SpeechRecognizer;
 
 // Speech to text while the hot key is held: the microphone feeds the recogniser, the growing transcript
 // goes to the caller as it changes, and the final transcript is handed over when the key is released.
+// The recogniser's model may still be loading when the words begin: the audio since the press waits
+// here and reaches the recogniser, in order, once it is ready.
 // Used from the main thread only. Every handler is bound to a context object and is called later (never
 // from inside the call that registered it), and not at all once its context is gone.
 class Dictation : public QObject
@@ -29,27 +31,31 @@ public:
     static constexpr int errorCode = 1;
     static Error unavailableError();
 
-    // Longest wait for the final transcript once the audio has ended.
+    // Longest wait for the final transcript once the recogniser has all of the audio.
     static constexpr int finalResultTimeoutMs = 1200;
-    // Audio kept from arm() until start(); older audio is dropped.
-    static constexpr int preRollLimitBytes = 2 * 16000 * 2;
+    // Longest wait for the model after the release, before the final transcript's own wait begins.
+    static constexpr int modelLoadTimeoutMs = 10000;
+    // Audio kept until the recogniser can take it (30 s), from the press or while the model loads; the
+    // microphone closes when it is full.
+    static constexpr int waitingAudioLimitBytes = 30 * 16000 * 2;
 
     Dictation(std::unique_ptr<AudioInput> audio, std::unique_ptr<SpeechRecognizer> recognizer,
               QObject* parent = nullptr);
     ~Dictation() override;
 
-    // Answers true when the recogniser's model is loaded and a microphone is there.
+    // Answers true when the recogniser's model is installed and a microphone is there.
     void requestPermissions(QObject* context, AnswerHandler onAnswer);
 
-    // The hot key went down: open the microphone so that the first words are there when start()
-    // follows. A failure here is reported by start(), which tries again.
+    // The hot key went down: open the microphone and load the model, so that the first words are there
+    // when start() follows. A failure here is reported by start(), which tries again.
     void arm();
     // The hot key went up without start(): the audio since arm() is discarded unheard.
     void disarm();
 
     // Starts recognising, beginning with the audio since arm(). Partial transcripts go to onPartial.
     Result<void> start(QObject* context, TextHandler onPartial);
-    // Ends the audio; onFinal receives the final transcript, trimmed, at most 1.2 s later.
+    // Ends the audio; onFinal receives the final transcript, trimmed, at most 1.2 s after the model is
+    // ready (at once when it cannot load).
     void stop(QObject* context, TextHandler onFinal);
     // Stops everything; a waiting stop() receives the empty text at once.
     void cancel();
@@ -66,6 +72,9 @@ private:
     };
 
     void onCaptured(const QByteArray& samples);
+    void keep(const QByteArray& samples);
+    void onReadinessChanged();
+    void handOver();
     void onTranscribed(const QString& text, bool isFinal);
     void onRecognitionFailed();
     void finish(const QString& text);
@@ -76,7 +85,9 @@ private:
     std::unique_ptr<AudioInput> m_audio;
     std::unique_ptr<SpeechRecognizer> m_recognizer;
     State m_state = State::Idle;
-    QByteArray m_preRoll;
+    // Whether the recogniser has begun the current utterance; until then its audio waits in m_waiting.
+    bool m_handedOver = false;
+    QByteArray m_waiting;
     QString m_transcript;
     std::optional<Pending> m_partial;
     std::optional<Pending> m_finished;

@@ -12,16 +12,18 @@ class SpeechRecognizer : public QObject
 {
     Q_OBJECT
 public:
-    // Loading may take a while: Loading until it is known whether recognition can work at all.
-    enum class Readiness { Loading, Ready, Unavailable };
+    // Unloaded: recognition can work once prepare() has loaded the model, which may take a while;
+    // Ready: utterances can begin; Unavailable: recognition cannot work (no model, or it failed to load).
+    enum class Readiness { Unloaded, Ready, Unavailable };
 
     using QObject::QObject;
 
     virtual Readiness readiness() const = 0;
 
-    // An utterance may follow soon: a recogniser that loads its model on demand starts loading now.
-    virtual void prepare() {}
+    // An utterance may follow soon: an unloaded model starts loading, off the caller's thread.
+    virtual void prepare() = 0;
 
+    // Only when Ready.
     virtual void beginUtterance() = 0;
     // 16 kHz mono signed 16-bit little-endian samples.
     virtual void appendAudio(const QByteArray& samples) = 0;

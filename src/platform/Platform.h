@@ -18,8 +18,8 @@ std::unique_ptr<DesktopPlatform> createDesktop();
 // The window manager's side of floating windows such as the panel. Needs a QGuiApplication.
 std::unique_ptr<FloatingWindowPlatform> createFloatingWindows();
 
-// Dictation from the sound server's default microphone into the offline recogniser, whose model starts
-// loading at once.
+// Dictation from the sound server's default microphone into the offline recogniser, whose model loads
+// at the first press and is released again after idle minutes.
 std::unique_ptr<Dictation> createDictation(QObject* parent = nullptr);
 
 } // namespace Platform

@@ -19,14 +19,15 @@ private:
         QStringList partials, finals;
     };
 
+    const QString phrase = QStringLiteral("make it shorter");
     QTemporaryDir m_clips;
     std::unique_ptr<Dictation> m_dictation;
     std::unique_ptr<Listener> m_listener;
 
     // Plays the phrase into the microphone in real time; the event loop runs meanwhile.
-    bool say(const QString& phrase)
+    bool say()
     {
-        const QString clip = m_clips.filePath(QString(phrase).replace(' ', '_') + ".wav");
+        const QString clip = m_clips.filePath(QStringLiteral("phrase.wav"));
         if (!QFile::exists(clip) && QProcess::execute("flite", {"-voice", "kal16", "-t", phrase, "-o", clip}))
             return false;
         QProcess player;
@@ -53,18 +54,16 @@ private:
         QVERIFY2(started.ok(), qPrintable(started.ok() ? QString() : started.error().message));
     }
 
-    void stop()
+    // Decoding may lag behind the voice on a busy machine, and the model may still be loading: the
+    // final result is only bounded once the transcript has caught up.
+    bool heardThenFinal()
     {
         auto* listener = m_listener.get();
+        if (!QTest::qWaitFor(
+                [&] { return listener->partials.value(listener->partials.size() - 1) == phrase; }, 20000))
+            return false;
         m_dictation->stop(listener, [listener](const QString& text) { listener->finals << text; });
-    }
-
-    // Decoding may lag behind the voice on a busy machine; the final result is only bounded once it
-    // has caught up.
-    bool heardSoFar(const QString& phrase)
-    {
-        return QTest::qWaitFor(
-            [&] { return !m_listener->partials.isEmpty() && m_listener->partials.last() == phrase; }, 20000);
+        return QTest::qWaitFor([&] { return listener->finals == QStringList{phrase}; }, 5000);
     }
 
 private slots:
@@ -77,7 +76,7 @@ private slots:
         QObject context;
         std::optional<bool> granted;
         m_dictation->requestPermissions(&context, [&granted](bool answer) { granted = answer; });
-        QTRY_VERIFY_WITH_TIMEOUT(granted.has_value(), 20000);
+        QTRY_VERIFY(granted.has_value());
         QVERIFY2(*granted, "the recogniser's model and the virtual microphone should both be there");
     }
 
@@ -90,50 +89,23 @@ private slots:
         QTRY_COMPARE(recordingStreams(), 0);
     }
 
-    void spokenPhraseComesBackAsText_data()
-    {
-        QTest::addColumn<QString>("phrase");
-        QTest::addColumn<QString>("opening");
-        QTest::newRow("request") << "make it shorter" << QStringLiteral("start");
-        QTest::newRow("started twice: one capture") << "make it shorter" << QStringLiteral("start twice");
-        QTest::newRow("spoken between the press and start") << "make it shorter" << QStringLiteral("arm");
-    }
-    void spokenPhraseComesBackAsText()
-    {
-        QFETCH(QString, phrase);
-        QFETCH(QString, opening);
-        if (opening == "arm")
-            m_dictation->arm();
-        else
-            start();
-        if (opening == "start twice") {
-            start();
-            QTRY_COMPARE(recordingStreams(), 1);
-        }
-        QVERIFY(say(phrase));
-        if (opening == "arm")
-            start();
-        QVERIFY2(heardSoFar(phrase), qPrintable(m_listener->partials.join(QLatin1Char('|'))));
-        if (opening != "arm") { // the transcript grew word by word before the key was released
-            QVERIFY(m_listener->partials.size() >= 2);
-            QVERIFY(m_listener->partials.first().size() < phrase.size());
-        }
-        stop();
-        QTRY_COMPARE(m_listener->finals, QStringList{phrase});
-    }
-
-    void tapDiscardsTheAudioOfThePress()
+    // The model is not loaded before the first press: it loads while the phrase is spoken, before the
+    // hold is decided.
+    void firstPressHearsWhatIsSaidWhileTheModelLoads()
     {
         m_dictation->arm();
-        QTRY_COMPARE(recordingStreams(), 1);
-        QVERIFY(say(QStringLiteral("make it shorter")));
-        m_dictation->disarm();
-        QTRY_COMPARE(recordingStreams(), 0);
-        // Released before any speech: the empty text, within the final result timeout.
+        QVERIFY(say());
         start();
-        stop();
-        QTRY_COMPARE_WITH_TIMEOUT(m_listener->finals, QStringList{QString()},
-                                  Dictation::finalResultTimeoutMs + 300);
+        QVERIFY2(heardThenFinal(), qPrintable(m_listener->partials.join(QLatin1Char('|'))));
+    }
+
+    void transcriptGrowsWordByWordWhileSpeaking()
+    {
+        start();
+        QVERIFY(say());
+        QVERIFY2(heardThenFinal(), qPrintable(m_listener->partials.join(QLatin1Char('|'))));
+        QVERIFY(m_listener->partials.size() >= 2);
+        QVERIFY(m_listener->partials.first().size() < phrase.size());
     }
 };
 

@@ -47,7 +47,13 @@ void PulseDefaultSource::refresh()
     m_lookup.reset(QThread::create([this] {
         const QByteArray found = lookUp(QDeadlineTimer(lookupDeadline));
         QMetaObject::invokeMethod(
-            this, [this, found] { m_name = found; }, Qt::QueuedConnection);
+            this,
+            [this, found] {
+                m_name = found;
+                m_answered = true;
+                emit answered();
+            },
+            Qt::QueuedConnection);
     }));
     m_lookup->start();
 }

@@ -22,6 +22,8 @@ public:
     // Waits for a lookup under way, which ends by its deadline.
     ~PulseDefaultSource() override;
 
+    // Whether a lookup has answered yet (its answer may still be empty).
+    bool hasAnswered() const { return m_answered; }
     // The name the last lookup found, empty before it answered; starts another lookup for next time,
     // so that a change of the default is seen.
     QByteArray name();
@@ -29,9 +31,13 @@ public:
     // Asks the server; empty when it cannot be reached or does not answer by the deadline.
     static QByteArray lookUp(QDeadlineTimer deadline);
 
+signals:
+    void answered();
+
 private:
     void refresh();
 
     QByteArray m_name;
+    bool m_answered = false;
     std::unique_ptr<QThread> m_lookup;
 };

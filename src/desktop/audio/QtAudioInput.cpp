@@ -3,6 +3,7 @@
 #include "desktop/audio/PulseDefaultSource.h"
 
 #include <QMediaDevices>
+#include <utility>
 
 namespace {
 
@@ -18,7 +19,13 @@ Error audioError(const QString& message)
 
 QtAudioInput::QtAudioInput(QByteArray deviceId, QObject* parent)
     : AudioInput(parent), m_deviceId(std::move(deviceId))
-{}
+{
+    // A stream that failed to start here leaves the microphone closed: the next open() says why.
+    connect(&m_defaultSource, &PulseDefaultSource::answered, this, [this] {
+        if (std::exchange(m_awaitingDefault, false))
+            startStream();
+    });
+}
 
 QtAudioInput::~QtAudioInput()
 {
@@ -43,8 +50,20 @@ QAudioDevice QtAudioInput::chooseDevice()
 
 Result<void> QtAudioInput::open()
 {
-    if (m_source)
+    if (isOpen())
         return {};
+    // Right after launch the sound server may not have named its default input yet, and Qt's own
+    // default can be another input that hears nothing: the stream starts once the server has answered,
+    // within the lookup's deadline.
+    if (m_deviceId.isEmpty() && !m_defaultSource.hasAnswered() && hasInput()) {
+        m_awaitingDefault = true;
+        return {};
+    }
+    return startStream();
+}
+
+Result<void> QtAudioInput::startStream()
+{
     const QAudioDevice device = chooseDevice();
     if (device.isNull())
         return audioError(QStringLiteral("No microphone was found"));
@@ -67,13 +86,17 @@ Result<void> QtAudioInput::open()
 
 void QtAudioInput::close()
 {
+    m_awaitingDefault = false;
     if (!m_source)
         return;
-    // What the device already captured is the end of the last word: deliver it before stopping.
-    readAvailable();
+    // What the device already captured is the end of the last word: it is delivered once the stream
+    // has stopped, so that a receiver may call close() again.
+    const QByteArray last = m_stream ? m_converter->convert(m_stream->readAll()) : QByteArray();
     m_source->stop();
     m_source.reset();
     m_converter.reset();
+    if (!last.isEmpty())
+        emit captured(last);
 }
 
 void QtAudioInput::readAvailable()

@@ -21,10 +21,11 @@ public:
 
     Result<void> open() override;
     void close() override;
-    bool isOpen() const override { return m_source != nullptr; }
+    bool isOpen() const override { return m_source != nullptr || m_awaitingDefault; }
     bool hasInput() const override;
 
 private:
+    Result<void> startStream();
     QAudioDevice chooseDevice();
     void readAvailable();
 
@@ -33,4 +34,6 @@ private:
     std::unique_ptr<QAudioSource> m_source;
     QPointer<QIODevice> m_stream;
     std::optional<PcmConverter> m_converter;
+    // open() was called before the sound server named its default input.
+    bool m_awaitingDefault = false;
 };

@@ -5,14 +5,14 @@
 #include <QFileInfo>
 #include <QStringList>
 #include <algorithm>
+#include <utility>
 
 PocketSphinxRecognizer::PocketSphinxRecognizer(const QString& modelDir, QObject* parent)
     : SpeechRecognizer(parent),
-      m_readiness(modelInstalled(modelDir) ? Readiness::Loading : Readiness::Unavailable),
+      m_readiness(modelInstalled(modelDir) ? Readiness::Unloaded : Readiness::Unavailable),
       m_decoder(std::make_unique<SphinxDecoder>(modelDir, m_wanted))
 {
     m_idleRelease.setSingleShot(true);
-    m_idleRelease.setInterval(releaseAfterIdleMs);
     connect(&m_idleRelease, &QTimer::timeout, this, &PocketSphinxRecognizer::releaseModel);
     m_thread.setObjectName(QStringLiteral("speech recognition"));
     m_decoder->moveToThread(&m_thread);
@@ -20,9 +20,6 @@ PocketSphinxRecognizer::PocketSphinxRecognizer(const QString& modelDir, QObject*
     connect(m_decoder.get(), &SphinxDecoder::hypothesis, this, &PocketSphinxRecognizer::onHypothesis);
     connect(m_decoder.get(), &SphinxDecoder::failed, this, &PocketSphinxRecognizer::onFailed);
     m_thread.start();
-    // Loading while the microphone stream starts can cost the start of the first utterance, so the model
-    // loads now; the idle release then returns it until the next press.
-    prepare();
 }
 
 PocketSphinxRecognizer::~PocketSphinxRecognizer()
@@ -55,7 +52,12 @@ bool PocketSphinxRecognizer::modelInstalled(const QString& modelDir)
 
 void PocketSphinxRecognizer::prepare()
 {
-    m_idleRelease.start();
+    // A press that stays a tap (the user types) keeps the model only briefly; a dictation keeps it for
+    // the idle minutes.
+    if (!m_idleRelease.isActive())
+        m_idleRelease.start(releaseUnusedAfterMs);
+    if (m_readiness != Readiness::Unloaded || std::exchange(m_loading, true))
+        return;
     QMetaObject::invokeMethod(m_decoder.get(), &SphinxDecoder::preload);
 }
 
@@ -78,7 +80,7 @@ void PocketSphinxRecognizer::appendAudio(const QByteArray& samples)
 
 void PocketSphinxRecognizer::endAudio()
 {
-    m_idleRelease.start();
+    m_idleRelease.start(releaseAfterIdleMs);
     const quint64 utterance = m_wanted.load();
     QMetaObject::invokeMethod(m_decoder.get(),
                               [decoder = m_decoder.get(), utterance] { decoder->end(utterance); });
@@ -86,22 +88,34 @@ void PocketSphinxRecognizer::endAudio()
 
 void PocketSphinxRecognizer::cancel()
 {
-    m_idleRelease.start();
-    m_wanted.store(0);
+    if (m_wanted.exchange(0) != 0)
+        m_idleRelease.start(releaseAfterIdleMs);
     QMetaObject::invokeMethod(m_decoder.get(), [decoder = m_decoder.get()] { decoder->abandon(); });
 }
 
 void PocketSphinxRecognizer::releaseModel()
 {
+    if (m_loading) { // released once it has loaded
+        m_idleRelease.start(releaseUnusedAfterMs);
+        return;
+    }
+    if (m_readiness != Readiness::Ready)
+        return;
     QMetaObject::invokeMethod(m_decoder.get(), &SphinxDecoder::release);
+    setReadiness(Readiness::Unloaded);
 }
 
 void PocketSphinxRecognizer::onLoaded(bool ok)
 {
-    const Readiness now = ok ? Readiness::Ready : Readiness::Unavailable;
-    if (now == m_readiness)
+    m_loading = false;
+    setReadiness(ok ? Readiness::Ready : Readiness::Unavailable);
+}
+
+void PocketSphinxRecognizer::setReadiness(Readiness readiness)
+{
+    if (readiness == m_readiness)
         return;
-    m_readiness = now;
+    m_readiness = readiness;
     emit readinessChanged();
 }
 

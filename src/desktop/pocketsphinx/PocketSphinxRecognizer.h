@@ -9,15 +9,17 @@
 
 class SphinxDecoder;
 
-// Offline recognition of US English by pocketsphinx. The model weighs about 80 MB: it loads on
-// construction, is released after a few idle minutes and loads again at prepare() (or the next
-// utterance); audio that arrives while it loads waits in the decoding thread's queue. Results come back
-// to the recogniser's thread.
+// Offline recognition of US English by pocketsphinx. The model weighs about 80 MB: it loads on the
+// decoding thread at prepare() and is released again after a few idle minutes, so that the idle
+// application does not carry it. Results come back to the recogniser's thread.
 class PocketSphinxRecognizer : public SpeechRecognizer
 {
     Q_OBJECT
 public:
+    // The model is released this long after the last utterance, or after a prepare() that no
+    // utterance followed.
     static constexpr int releaseAfterIdleMs = 3 * 60 * 1000;
+    static constexpr int releaseUnusedAfterMs = 20 * 1000;
 
     explicit PocketSphinxRecognizer(const QString& modelDir = defaultModelDir(), QObject* parent = nullptr);
     ~PocketSphinxRecognizer() override;
@@ -38,8 +40,10 @@ private:
     void onHypothesis(quint64 utterance, const QString& text, bool isFinal);
     void onFailed(quint64 utterance, const QString& message);
     void releaseModel();
+    void setReadiness(Readiness readiness);
 
     Readiness m_readiness;
+    bool m_loading = false;
     quint64 m_lastUtterance = 0;
     // The utterance whose audio is still wanted; 0 for none. Read by the decoding thread.
     std::atomic<quint64> m_wanted{0};

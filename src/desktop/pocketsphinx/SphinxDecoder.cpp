@@ -8,7 +8,11 @@
 
 SphinxDecoder::SphinxDecoder(QString modelDir, const std::atomic<quint64>& wanted, QObject* parent)
     : QObject(parent), m_modelDir(std::move(modelDir)), m_wanted(wanted)
-{}
+{
+    // Freeing the model's large blocks makes the allocator raise its trim threshold, and the top of this
+    // thread's heap (about 10 MB) would then stay resident after a release; a fixed threshold returns it.
+    mallopt(M_TRIM_THRESHOLD, 128 * 1024);
+}
 
 SphinxDecoder::~SphinxDecoder()
 {

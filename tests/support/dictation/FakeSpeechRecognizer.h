@@ -5,6 +5,7 @@
 #include <QTimer>
 
 // A recogniser the test scripts: it says what it is told and keeps the audio of the current utterance.
+// Its model loads when the test calls finishLoading().
 // It answers endAudio() on the next turn of the event loop with the last partial transcript, unless
 // setAnswersAtEnd(false) was called: then it never sends a final result.
 class FakeSpeechRecognizer : public SpeechRecognizer
@@ -18,6 +19,7 @@ public:
     }
 
     Readiness readiness() const override { return m_readiness; }
+    void prepare() override { ++prepares; }
     void beginUtterance() override
     {
         m_final.stop();
@@ -50,6 +52,7 @@ public:
 
     QByteArray audio; // of the current utterance
     bool audioEnded = false;
+    int prepares = 0;
     int utterances = 0;
     int cancels = 0;
 
