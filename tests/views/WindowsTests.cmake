@@ -3,14 +3,14 @@ tavrin_add_test(tst_homemodel SOURCES tst_homemodel.cpp WindowFakes.h WindowRepl
   LIBRARIES tavrin_views tavrin_testsupport LABELS windows)
 tavrin_add_test(tst_signinmodel SOURCES tst_signinmodel.cpp WindowFakes.h WindowReplies.h
   LIBRARIES tavrin_views tavrin_testsupport LABELS windows)
-tavrin_add_test(tst_pairmodel SOURCES tst_pairmodel.cpp WindowReplies.h LIBRARIES tavrin_views tavrin_testsupport LABELS windows)
 tavrin_add_test(tst_homeview SOURCES tst_homeview.cpp ViewChecks.h WindowFakes.h WindowReplies.h
   LIBRARIES tavrin_views tavrin_testsupport LABELS windows)
 tavrin_add_test(tst_signinview SOURCES tst_signinview.cpp ViewChecks.h WindowFakes.h WindowReplies.h
   LIBRARIES tavrin_views tavrin_testsupport LABELS windows)
-tavrin_add_test(tst_pairview SOURCES tst_pairview.cpp ViewChecks.h WindowReplies.h LIBRARIES tavrin_views tavrin_testsupport LABELS windows)
+tavrin_add_test(tst_pairwindow SOURCES tst_pairwindow.cpp ViewChecks.h WindowReplies.h
+  LIBRARIES tavrin_views tavrin_testsupport LABELS windows)
 # The views draw off screen, so they run without a display.
-set_tests_properties(tst_homeview tst_signinview tst_pairview PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
+set_tests_properties(tst_homeview tst_signinview tst_pairwindow PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
 
 # Not a test: shows a window in a chosen state, for screenshots (tests/views/screenshot-windows.sh).
 add_executable(windows-gallery windows-gallery.cpp WindowFakes.h WindowReplies.h)
