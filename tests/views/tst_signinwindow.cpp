@@ -1,50 +1,70 @@
+#include "ViewChecks.h"
 #include "WindowFakes.h"
 #include "WindowReplies.h"
 #include "views/SignInModel.h"
+#include "views/SignInView.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLabel>
 #include <QSignalSpy>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QUrlQuery>
 
 using namespace WindowReplies;
 
 namespace {
 
-QJsonObject bodyOf(const RecordedRequest& request)
+QLineEdit* fieldNamed(QWidget* root, const QString& name)
 {
-    return QJsonDocument::fromJson(request.body).object();
+    for (QLineEdit* field : root->findChildren<QLineEdit*>()) {
+        if (accessibleName(field) == name && field->isVisibleTo(root))
+            return field;
+    }
+    return nullptr;
 }
 
 } // namespace
 
-class SignInModelTest : public QObject
+// The sign-in window: its model over a browser the test answers and the scripted service, and its view.
+class SignInWindowTest : public QObject
 {
     Q_OBJECT
 
 private slots:
     void initTestCase()
     {
+        QStandardPaths::setTestModeEnabled(true);
         QVERIFY(m_home.isValid());
-        qputenv("MORVIK_CONFIG_PATH", QFile::encodeName(configPath()));
+        qputenv("MORVIK_CONFIG_PATH",
+                QFile::encodeName(m_home.filePath(QStringLiteral("account/config.json"))));
     }
     void init()
     {
         AgentConfig::remove();
         QDir(m_home.filePath(QStringLiteral("account"))).removeRecursively();
         QFile::remove(m_home.filePath(QStringLiteral("account")));
-        m_server.reset(new ScriptedServer);
+        m_server = std::make_unique<ScriptedServer>();
     }
 
     void theServerComesFromTheStoredConfiguration()
     {
-        QCOMPARE(SignInModel(m_web).server(), QStringLiteral("http://127.0.0.1:8080"));
-        QVERIFY(AgentConfig({QStringLiteral("https://tavrin.example"), QStringLiteral("t"), std::nullopt})
+        QCOMPARE(SignInModel(m_web).server(), SignInModel::defaultServerURL);
+        QVERIFY(AgentConfig({QStringLiteral("http://127.0.0.1:1"), QStringLiteral("t"), std::nullopt})
                     .save()
                     .ok());
-        QCOMPARE(SignInModel(m_web).server(), QStringLiteral("https://tavrin.example"));
+        SignInModel model(m_web);
+        SignInView view(model);
+        view.show();
+        QCOMPARE(model.server(), QStringLiteral("http://127.0.0.1:1"));
+        QVERIFY(!fieldNamed(&view, QStringLiteral("Server address")));
+        visibleButton(&view, QStringLiteral("Server"))->click();
+        QLineEdit* server = fieldNamed(&view, QStringLiteral("Server address"));
+        QCOMPARE(server->text(), QStringLiteral("http://127.0.0.1:1"));
+        server->clear();
+        QTest::keyClicks(server, QStringLiteral("http://127.0.0.1:2"));
+        QCOMPARE(model.server(), QStringLiteral("http://127.0.0.1:2"));
     }
 
     void theServerOptionsDecideWhatIsOffered_data()
@@ -63,16 +83,20 @@ private slots:
         QFETCH(bool, google);
         QFETCH(bool, email);
 
-        if (reachable)
-            m_server->enqueue(signInOptions(google, email));
-        else
-            m_server->enqueue(json("<html>", 502));
+        m_server->enqueue(reachable ? signInOptions(google, email) : json("<html>", 502));
         SignInModel model(m_web);
         model.setServer(m_server->url().toString());
+        SignInView view(model);
+        view.show();
         QTRY_COMPARE(model.serverConfig().has_value(), reachable);
         QCOMPARE(model.offersGoogle(), google);
         QCOMPARE(model.offersEmailCode(), email);
         QVERIFY(!model.hasMessage());
+        QCOMPARE(bool(visibleButton(&view, QStringLiteral("Continue with Google"))), google);
+        QCOMPARE(bool(visibleButton(&view, QStringLiteral("Email code"))), email);
+        QVERIFY(visibleButton(&view, QStringLiteral("Password")));
+        QVERIFY(visibleButton(&view, QStringLiteral("Pairing code")));
+        QVERIFY2(unnamedControls(&view).isEmpty(), qPrintable(unnamedControls(&view).join(", ")));
     }
 
     void changingTheServerAbandonsTheRunningLoad()
@@ -93,7 +117,8 @@ private slots:
         QVERIFY(model.offersGoogle());
     }
 
-    void enablingFollowsWhatIsTyped_data()
+    // Codes are counted without the blanks around them.
+    void codesOfTheRightLength_data()
     {
         QTest::addColumn<QString>("code");
         QTest::addColumn<bool>("submit");
@@ -102,10 +127,9 @@ private slots:
         QTest::newRow("five") << "12345" << false << false;
         QTest::newRow("six") << "123456" << true << false;
         QTest::newRow("seven among blanks") << " \tABCD234  " << true << false;
-        QTest::newRow("eight") << "ABCD2345" << true << true;
         QTest::newRow("eight among blanks") << "  ABCD2345\t" << true << true;
     }
-    void enablingFollowsWhatIsTyped()
+    void codesOfTheRightLength()
     {
         QFETCH(QString, code);
         QFETCH(bool, submit);
@@ -115,11 +139,28 @@ private slots:
         model.setCode(code);
         QCOMPARE(model.canSubmitCode(), submit);
         QCOMPARE(model.canPair(), pair);
-        QVERIFY(!model.canLogIn() && !model.canSendCode());
-        model.setEmail(QStringLiteral("a@b.c"));
-        QVERIFY(model.canSendCode() && !model.canLogIn());
-        model.setPassword(QStringLiteral("pw"));
-        QVERIFY(model.canLogIn());
+    }
+
+    void typingEnablesTheButtons()
+    {
+        SignInModel model(m_web);
+        model.setServer(QStringLiteral("http://127.0.0.1:1"));
+        SignInView view(model);
+        view.show();
+        QAbstractButton* signIn = visibleButton(&view, QStringLiteral("Sign in"));
+        QVERIFY(!signIn->isEnabled());
+        QTest::keyClicks(fieldNamed(&view, QStringLiteral("Email")), QStringLiteral("ada@example.com"));
+        QVERIFY(!signIn->isEnabled());
+        QTest::keyClicks(fieldNamed(&view, QStringLiteral("Password")), QStringLiteral("pw"));
+        QVERIFY(signIn->isEnabled());
+        QCOMPARE(model.email(), QStringLiteral("ada@example.com"));
+
+        visibleButton(&view, QStringLiteral("Pairing code"))->click();
+        QCOMPARE(model.mode(), SignInModel::Mode::Pairing);
+        QAbstractButton* pair = visibleButton(&view, QStringLiteral("Pair this computer"));
+        QVERIFY(!pair->isEnabled());
+        QTest::keyClicks(fieldNamed(&view, QStringLiteral("Pairing code")), QStringLiteral(" ABCD2345"));
+        QVERIFY(pair->isEnabled());
     }
 
     void passwordSignInSavesTheTrimmedServer()
@@ -175,55 +216,41 @@ private slots:
         QVERIFY(!AgentConfig::load());
     }
 
-    void theCodesPurposeChoosesWhereItIsChecked_data()
+    // The window walks through the code steps; a refused code shows its message and changing the mode
+    // forgets the step, but not the address.
+    void theEmailCodeSteps()
     {
-        QTest::addColumn<QByteArray>("answer");
-        QTest::addColumn<QByteArray>("path");
-
-        QTest::newRow("verify") << QByteArray("{\"purpose\":\"verify\"}") << QByteArray("/auth/verify");
-        QTest::newRow("login") << QByteArray("{\"purpose\":\"login\"}") << QByteArray("/auth/code/verify");
-    }
-    void theCodesPurposeChoosesWhereItIsChecked()
-    {
-        QFETCH(QByteArray, answer);
-        QFETCH(QByteArray, path);
-
-        SignInModel model(m_web);
-        model.setMode(SignInModel::Mode::Code);
-        model.setServer(m_server->url().toString());
-        m_server->enqueue(signInOptions(false, true));
-        m_server->enqueue(json(answer));
-        m_server->enqueue(user("bo@example.com", true));
-        model.setEmail(QStringLiteral("bo@example.com"));
-        model.sendCode();
-        QTRY_VERIFY(model.codeSent());
-        QVERIFY(!model.busy());
-        model.setCode(QStringLiteral("123456"));
-        QSignalSpy signedIn(&model, &SignInModel::signedIn);
-        model.submitCode(model.verifyCode());
-        QVERIFY(signedIn.wait());
-        QCOMPARE(bodyOf(requestTo(path)).value("code").toString(), QStringLiteral("123456"));
-    }
-
-    void changingTheModeForgetsTheCodeStep()
-    {
-        SignInModel model(m_web);
-        model.setServer(m_server->url().toString());
         m_server->enqueue(signInOptions(false, true));
         m_server->enqueue(json("{\"purpose\":\"verify\"}"));
-        m_server->enqueue(refusal(400, "Wrong code."));
-        model.setMode(SignInModel::Mode::Code);
-        model.setEmail(QStringLiteral("bo@example.com"));
-        model.sendCode();
-        QTRY_VERIFY(model.codeSent());
-        model.setCode(QStringLiteral("999999"));
-        model.submitCode(true);
-        QTRY_VERIFY(model.hasMessage());
+        m_server->enqueue(refusal(400, "That code is not right."));
+        SignInModel model(m_web);
+        model.setServer(m_server->url().toString());
+        SignInView view(model);
+        view.show();
+        QTRY_VERIFY(visibleButton(&view, QStringLiteral("Email code")));
+        visibleButton(&view, QStringLiteral("Email code"))->click();
+        QVERIFY(!fieldNamed(&view, QStringLiteral("6-digit code from the email")));
+        QTest::keyClicks(fieldNamed(&view, QStringLiteral("Email")), QStringLiteral("bo@example.com"));
+        QTest::keyClick(fieldNamed(&view, QStringLiteral("Email")), Qt::Key_Return);
+        QVERIFY(model.busy());
+        QVERIFY(!view.findChild<QWidget*>()->isEnabled());
+        QTRY_VERIFY(fieldNamed(&view, QStringLiteral("6-digit code from the email")));
+        QVERIFY(model.verifyCode());
+        QVERIFY(!visibleButton(&view, QStringLiteral("Email me a code")));
+        QTest::keyClicks(fieldNamed(&view, QStringLiteral("6-digit code from the email")),
+                         QStringLiteral("123456"));
+        visibleButton(&view, QStringLiteral("Sign in"))->click();
+        auto* message = view.findChild<QLabel*>(QStringLiteral("message"));
+        QTRY_VERIFY(message->isVisibleTo(&view));
+        QCOMPARE(message->text(), QStringLiteral("That code is not right."));
+        QCOMPARE(m_server->requests().last().path, QByteArray("/auth/verify"));
+
         model.setMode(SignInModel::Mode::Password);
         model.setMode(SignInModel::Mode::Code);
         QVERIFY(!model.codeSent() && !model.verifyCode() && !model.hasMessage());
         QVERIFY(model.code().isEmpty());
         QCOMPARE(model.email(), QStringLiteral("bo@example.com"));
+        QVERIFY(!message->isVisibleTo(&view));
     }
 
     void googleCallbacks_data()
@@ -254,27 +281,33 @@ private slots:
         QSignalSpy signedIn(&model, &SignInModel::signedIn);
         model.google();
         QVERIFY(model.busy());
-        QCOMPARE(m_web.start.path(), QStringLiteral("/auth/google/start"));
-        QCOMPARE(QUrlQuery(m_web.start).queryItemValue("client"), QStringLiteral("app"));
         m_web.answer(QUrl(QStringLiteral("morvik://auth?") + query));
         QTRY_VERIFY(!model.busy());
         QCOMPARE(signedIn.size(), signsIn ? 1 : 0);
-        if (signsIn)
-            QCOMPARE(bodyOf(requestTo("/auth/pair")).value("code").toString(), QStringLiteral("G00GLE12"));
+        if (signsIn) {
+            const RecordedRequest& pairing = m_server->requests().last();
+            QCOMPARE(pairing.path, QByteArray("/auth/pair"));
+            QCOMPARE(QJsonDocument::fromJson(pairing.body).object().value("code").toString(),
+                     QStringLiteral("G00GLE12"));
+        }
         QCOMPARE(model.needsInvite(), invite);
         QCOMPARE(model.message(), message);
     }
 
+    // A cancelled browser says nothing; closing the window is how the browser is given up.
     void aCancelledBrowserSignInSaysNothing()
     {
         SignInModel model(m_web);
         model.setServer(QStringLiteral("http://127.0.0.1:1"));
+        SignInView view(model);
+        view.show();
         model.google();
         m_web.answer(Error::cancelled());
         QTRY_VERIFY(!model.busy());
         QVERIFY(!model.hasMessage());
-        model.closed();
-        QVERIFY(m_web.cancels > 0);
+        const int before = m_web.cancels;
+        view.close();
+        QCOMPARE(m_web.cancels, before + 1);
     }
 
     void theInviteStepCreatesTheAccount()
@@ -282,49 +315,36 @@ private slots:
         SignInModel model(m_web);
         model.setServer(m_server->url().toString());
         m_server->enqueue(signInOptions(true, false));
-        model.completeSocial();
-        QVERIFY(!model.busy());
+        SignInView view(model);
+        view.show();
+        QVERIFY(!fieldNamed(&view, QStringLiteral("Invite code")));
         model.google();
         m_web.answer(QUrl(QStringLiteral("morvik://auth?need=invite&ticket=T-9")));
-        QTRY_VERIFY(model.needsInvite());
+        QTRY_VERIFY(fieldNamed(&view, QStringLiteral("Invite code")));
         model.setMode(SignInModel::Mode::Pairing);
         QVERIFY(model.needsInvite());
+        QAbstractButton* create = visibleButton(&view, QStringLiteral("Create account"));
+        QVERIFY(!create->isEnabled());
+        QTest::keyClicks(fieldNamed(&view, QStringLiteral("Invite code")), QStringLiteral("MRV-ABCD-EFGH"));
+        QVERIFY(create->isEnabled());
 
         m_server->enqueue(refusal(400, "That invite code is not valid."));
         m_server->enqueue(user("eve@example.com", true));
-        model.setInvite(QStringLiteral("MRV-ABCD-EFGH"));
-        model.completeSocial();
+        create->click();
         QTRY_VERIFY(!model.busy());
         QCOMPARE(model.message(), QStringLiteral("That invite code is not valid."));
         QSignalSpy signedIn(&model, &SignInModel::signedIn);
-        model.completeSocial();
+        create->click();
         QVERIFY(signedIn.wait());
         QVERIFY(!model.needsInvite());
-        const QJsonObject sent = bodyOf(m_server->requests().last());
         QCOMPARE(m_server->requests().last().path, QByteArray("/auth/social/complete"));
-        QCOMPARE(sent.value("ticket").toString(), QStringLiteral("T-9"));
-        QCOMPARE(sent.value("invite").toString(), QStringLiteral("MRV-ABCD-EFGH"));
-        QCOMPARE(sent.value("client").toString(), QStringLiteral("app"));
-        QCOMPARE(sent.value("platform").toString(), QStringLiteral("mac"));
-        QVERIFY(!sent.value("name").toString().isEmpty());
     }
 
 private:
-    QString configPath() const { return m_home.filePath(QStringLiteral("account/config.json")); }
-
-    const RecordedRequest& requestTo(const QByteArray& path)
-    {
-        for (const RecordedRequest& request : m_server->requests()) {
-            if (request.path == path)
-                return request;
-        }
-        qFatal("no request to %s", path.constData());
-    }
-
     QTemporaryDir m_home;
     FakeWebAuthSession m_web;
     std::unique_ptr<ScriptedServer> m_server;
 };
 
-QTEST_GUILESS_MAIN(SignInModelTest)
-#include "tst_signinmodel.moc"
+QTEST_MAIN(SignInWindowTest)
+#include "tst_signinwindow.moc"
