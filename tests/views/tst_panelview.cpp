@@ -232,20 +232,6 @@ private slots:
         QCOMPARE(m_session->phase().kind, Kind::Idle);
     }
 
-    void replyToCopiedFillsAndDropsTheMessage()
-    {
-        m_desktop->board.copyByUser(
-            FakeClipboard::textContents(QStringLiteral("  Are you free on Thursday?\n")));
-        m_session->begin(false, false);
-        QTest::mouseClick(button("Reply to copied"), Qt::LeftButton);
-        QTRY_COMPARE(m_session->copied(), QStringLiteral("Are you free on Thursday?"));
-        QVERIFY(labels().contains(QStringLiteral("Replying to: Are you free on Thursday?")));
-        QCOMPARE(button("Reply ⏎")->isEnabled(), true);
-        QTest::mouseClick(button("Don't use the clipboard"), Qt::LeftButton);
-        QCOMPARE(m_session->copied(), std::nullopt);
-        QCOMPARE(buttons(), (QStringList{"Ask ⏎", "Reply to copied", "Close"}));
-    }
-
     void previewsAreCut_data()
     {
         QTest::addColumn<QString>("copied");
@@ -414,17 +400,6 @@ private slots:
         QTRY_VERIFY(labels().contains(QStringLiteral("“make it shorter”")));
         QVERIFY(named("Working")->isVisible());
         QCOMPARE(buttons(), QStringList{"Close"});
-    }
-
-    void autoInsertFollowsThePreference()
-    {
-        auto* box = button<QCheckBox>("Auto-insert");
-        QCOMPARE(box->toolTip(),
-                 QStringLiteral("Paste answers as soon as they're ready, without pressing Insert"));
-        QTest::mouseClick(box, Qt::LeftButton);
-        QCOMPARE(Preferences::autoInsert(), true);
-        Preferences::setAutoInsert(false);
-        QCOMPARE(box->isChecked(), false);
     }
 
     void everyControlIsNamed()
