@@ -1,6 +1,5 @@
 #include "config/Preferences.h"
 #include "views/ButtonStyles.h"
-#include "views/Icons.h"
 #include "views/PlatformWords.h"
 #include "views/Theme.h"
 
@@ -9,7 +8,6 @@
 #include <QDBusMessage>
 #include <QDBusVariant>
 #include <QImage>
-#include <QPainter>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
@@ -164,29 +162,6 @@ private slots:
         for (int step = 0; step <= 100; ++step)
             highest = qMax(highest, spring.valueForProgress(step / 100.0));
         QVERIFY(highest > 1.0 && highest < 1.01);
-    }
-
-    void symbolsStayInsideTheirBox()
-    {
-        for (const Icons::Symbol symbol :
-             {Icons::Symbol::DocOnClipboard, Icons::Symbol::XMark, Icons::Symbol::CheckmarkCircleFill,
-              Icons::Symbol::ExclamationmarkCircle}) {
-            QImage image(40, 40, QImage::Format_ARGB32_Premultiplied);
-            image.fill(Qt::transparent);
-            QPainter painter(&image);
-            Icons::paint(painter, symbol, QRectF(10, 10, 20, 20), Qt::red);
-            painter.end();
-            int inside = 0;
-            for (int x = 0; x < 40; ++x) {
-                for (int y = 0; y < 40; ++y) {
-                    const bool drawn = image.pixelColor(x, y).alpha() > 0;
-                    const bool inBox = x >= 10 && x < 30 && y >= 10 && y < 30;
-                    QVERIFY2(!drawn || inBox, "a symbol draws outside its box");
-                    inside += drawn ? 1 : 0;
-                }
-            }
-            QVERIFY(inside > 40);
-        }
     }
 
     void platformWordsNameTheShortcutsInForce_data()
