@@ -21,8 +21,6 @@ if(TAVRIN_PORTABLE_ONLY)
 endif()
 
 # The browser sign-in, and every way in against the reference service.
-tavrin_add_test(tst_signinbrowser SOURCES tst_signinbrowser.cpp
-  LIBRARIES tavrin_app tavrin_testsupport LABELS windows)
 tavrin_add_test(tst_signinservice SOURCES tst_signinservice.cpp WindowFakes.h
   LIBRARIES tavrin_app tavrin_service_testing LABELS windows)
 
