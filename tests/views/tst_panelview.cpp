@@ -62,36 +62,35 @@ private:
     std::unique_ptr<PanelView> m_view;
     FakeSpeechRecognizer* m_recognizer = nullptr;
 
-    // The texts of the visible labels, top to bottom.
-    QStringList labels() const
+    // The visible widgets of a kind in reading order: top to bottom, then left to right.
+    template <typename T> QList<T*> shown() const
     {
-        QList<QLabel*> visible;
-        for (QLabel* label : m_view->findChildren<QLabel*>())
-            if (label->isVisible() && !label->text().isEmpty())
-                visible.append(label);
-        std::stable_sort(visible.begin(), visible.end(), [this](QLabel* a, QLabel* b) {
-            return a->mapTo(m_view.get(), QPoint()).y() < b->mapTo(m_view.get(), QPoint()).y();
-        });
-        QStringList texts;
-        for (QLabel* label : visible)
-            texts.append(label->text());
-        return texts;
-    }
-    // The visible buttons by their accessible names, left to right.
-    QStringList buttons() const
-    {
-        QList<QAbstractButton*> visible;
-        for (QAbstractButton* button : m_view->findChildren<QAbstractButton*>())
-            if (button->isVisible() && !qobject_cast<QCheckBox*>(button))
-                visible.append(button);
-        std::stable_sort(visible.begin(), visible.end(), [this](QAbstractButton* a, QAbstractButton* b) {
+        QList<T*> visible;
+        for (T* widget : m_view->findChildren<T*>())
+            if (widget->isVisible())
+                visible.append(widget);
+        std::stable_sort(visible.begin(), visible.end(), [this](T* a, T* b) {
             const QPoint pa = a->mapTo(m_view.get(), QPoint());
             const QPoint pb = b->mapTo(m_view.get(), QPoint());
             return pa.y() != pb.y() ? pa.y() < pb.y() : pa.x() < pb.x();
         });
+        return visible;
+    }
+    QStringList labels() const
+    {
+        QStringList texts;
+        for (QLabel* label : shown<QLabel>())
+            if (!label->text().isEmpty())
+                texts.append(label->text());
+        return texts;
+    }
+    // The buttons by their texts, or their accessible names where they show a symbol.
+    QStringList buttons() const
+    {
         QStringList names;
-        for (QAbstractButton* button : visible)
-            names.append(button->text().isEmpty() ? button->accessibleName() : button->text());
+        for (QAbstractButton* button : shown<QAbstractButton>())
+            if (!qobject_cast<QCheckBox*>(button))
+                names.append(button->text().isEmpty() ? button->accessibleName() : button->text());
         return names;
     }
     template <typename T = QAbstractButton> T* button(const QString& name) const
@@ -112,11 +111,6 @@ private:
     QLineEdit* adjustField() const { return m_view->findChild<QLineEdit*>(); }
     AnswerText* answerText() const { return m_view->findChild<AnswerText*>(); }
     QString title() const { return labels().value(0); }
-    QJsonObject lastSent() const
-    {
-        return QJsonDocument::fromJson(m_server->requests().last().body).object();
-    }
-
     void typeAndSend(const QString& request, const QByteArray& stream)
     {
         m_server->enqueue(ScriptedResponse().part(stream));
@@ -356,7 +350,9 @@ private slots:
         QTest::keyClicks(adjustField(), typed);
         QTest::keyClick(adjustField(), Qt::Key(key), Qt::KeyboardModifiers(modifiers));
         QTRY_COMPARE(m_server->requests().size(), 2);
-        QCOMPARE(lastSent().value("adjust").toString(), instruction);
+        QCOMPARE(
+            QJsonDocument::fromJson(m_server->requests().last().body).object().value("adjust").toString(),
+            instruction);
         QTRY_COMPARE(answerText()->toPlainText(), QStringLiteral("Good day"));
         QCOMPARE(adjustField()->text(), QString());
         QVERIFY(m_desktop->keys.sent.isEmpty());
