@@ -108,19 +108,9 @@ private slots:
         QCOMPARE(m_model->serverOK(), ok);
         QCOMPARE(m_model->account().has_value(), ok);
         QCOMPARE(rowTexts(m_view.get(), "accountRow"), (QStringList{"Account", m_model->server()}));
-        QSignalSpy signInAsked(m_view.get(), &HomeView::signInRequested);
-        QAbstractButton* signInButton = visibleButton(m_view.get(), QStringLiteral("Sign in…"));
-        QCOMPARE(bool(signInButton), !ok);
-        if (signInButton)
-            signInButton->click();
-        QCOMPARE(signInAsked.size(), ok ? 0 : 1);
+        QCOMPARE(bool(visibleButton(m_view.get(), QStringLiteral("Sign in…"))), !ok);
+        QCOMPARE(bool(visibleButton(m_view.get(), QStringLiteral("Sign out"))), signedIn);
         QCOMPARE(visibleButton(m_view.get(), QStringLiteral("Add iPhone…"))->isEnabled(), signedIn);
-        QSignalSpy signOutAsked(m_view.get(), &HomeView::signOutRequested);
-        QAbstractButton* signOut = visibleButton(m_view.get(), QStringLiteral("Sign out"));
-        QCOMPARE(bool(signOut), signedIn);
-        if (signOut)
-            signOut->click();
-        QCOMPARE(signOutAsked.size(), signedIn ? 1 : 0);
         QVERIFY2(unnamedControls(m_view.get()).isEmpty(),
                  qPrintable(unnamedControls(m_view.get()).join(", ")));
     }
@@ -229,9 +219,6 @@ private slots:
         m_model->setHotKeyOK(false);
         QCOMPARE(rowTexts(m_view.get(), "hotKeyRow").last(),
                  QStringLiteral("Taken by another app — quit it or change the shortcut"));
-        QSignalSpy change(m_view.get(), &HomeView::changeShortcutRequested);
-        visibleButton(m_view.get(), QStringLiteral("Change…"))->click();
-        QCOMPARE(change.size(), 1);
         Preferences::setAskShortcut(QStringLiteral("Ctrl+Space"));
         QCOMPARE(rowTexts(m_view.get(), "hotKeyRow").first(), QStringLiteral("Hotkey Ctrl+Space"));
         QVERIFY(visibleButton(m_view.get(), QStringLiteral("Open AI panel (Ctrl+Space)")));
