@@ -1,18 +1,15 @@
-#include "FakeAudioInput.h"
 #include "FakeDesktopPlatform.h"
 #include "FakeSpeechRecognizer.h"
 #include "MakeTestSession.h"
 #include "ScriptedServer.h"
 #include "config/Preferences.h"
-#include "desktop/Dictation.h"
 #include "session/Session.h"
 #include "views/AnswerText.h"
-#include "views/ButtonStyles.h"
 #include "views/PanelView.h"
 
 #include <QAbstractButton>
 #include <QAccessible>
-#include <QApplication>
+#include <QCheckBox>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLabel>
