@@ -252,12 +252,13 @@ private slots:
         m_desktop->reader.element = FocusedElement{};
         m_desktop->reader.element->selectedText = selection;
         m_session->begin(false, true);
-        // The selection is read off the main thread and arrives a moment after begin.
-        QTRY_VERIFY2(labels().contains(selectedLine), qPrintable(labels().join(u'|')));
-        const QStringList rows = labels();
+        // The clipboard and the selection are read off the main thread, each arriving in its own time.
+        const QString replying = QStringLiteral("Replying to: ");
+        QTRY_VERIFY2(labels().contains(selectedLine) && !labels().filter(replying).isEmpty(),
+                     qPrintable(labels().join(u'|')));
         // The replying line is at most three lines; the letters run together, so it is cut in the
         // third line with "…" once more when it does not fit.
-        const QString shown = rows.value(rows.indexOf(selectedLine) - 1);
+        const QString shown = labels().filter(replying).value(0);
         QVERIFY2(replyingLine.startsWith(shown.chopped(shown.endsWith(u'…') ? 1 : 0)), qPrintable(shown));
         QCOMPARE(shown.endsWith(u'…'), replyingLine.endsWith(u'…') || shown != replyingLine);
     }
