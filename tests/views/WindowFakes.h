@@ -14,7 +14,6 @@ class FakeAccessibilitySwitch : public AccessibilitySwitch
 public:
     bool enabled = false;
     Result<QStringList> enableOutcome = QStringList();
-    int enableCalls = 0;
 
     void readEnabled(QObject* context, StateHandler onState) override
     {
@@ -23,7 +22,6 @@ public:
     }
     void enable(QObject* context, EnableHandler onEnabled) override
     {
-        ++enableCalls;
         QMetaObject::invokeMethod(
             context,
             [this, onEnabled] {
@@ -52,18 +50,16 @@ public:
     }
 };
 
-// A browser that the test answers: it keeps the start address and the handler of the last sign-in.
+// A browser that the test answers: it keeps the handler of the last sign-in.
 class FakeWebAuthSession : public WebAuthSession
 {
 public:
-    QUrl start;
     QPointer<QObject> context;
     CallbackHandler onCallback;
     int cancels = 0;
 
-    void authenticate(const QUrl& address, QObject* waiter, CallbackHandler handler) override
+    void authenticate(const QUrl&, QObject* waiter, CallbackHandler handler) override
     {
-        start = address;
         context = waiter;
         onCallback = std::move(handler);
     }

@@ -1,16 +1,12 @@
 # The home, sign-in and pairing windows: their models and views, over fakes and the scripted service.
-tavrin_add_test(tst_homemodel SOURCES tst_homemodel.cpp WindowFakes.h WindowReplies.h
+tavrin_add_test(tst_homewindow SOURCES tst_homewindow.cpp ViewChecks.h WindowFakes.h WindowReplies.h
   LIBRARIES tavrin_views tavrin_testsupport LABELS windows)
-tavrin_add_test(tst_signinmodel SOURCES tst_signinmodel.cpp WindowFakes.h WindowReplies.h
+tavrin_add_test(tst_signinwindow SOURCES tst_signinwindow.cpp ViewChecks.h WindowFakes.h WindowReplies.h
   LIBRARIES tavrin_views tavrin_testsupport LABELS windows)
-tavrin_add_test(tst_pairmodel SOURCES tst_pairmodel.cpp WindowReplies.h LIBRARIES tavrin_views tavrin_testsupport LABELS windows)
-tavrin_add_test(tst_homeview SOURCES tst_homeview.cpp ViewChecks.h WindowFakes.h WindowReplies.h
+tavrin_add_test(tst_pairwindow SOURCES tst_pairwindow.cpp ViewChecks.h WindowReplies.h
   LIBRARIES tavrin_views tavrin_testsupport LABELS windows)
-tavrin_add_test(tst_signinview SOURCES tst_signinview.cpp ViewChecks.h WindowFakes.h WindowReplies.h
-  LIBRARIES tavrin_views tavrin_testsupport LABELS windows)
-tavrin_add_test(tst_pairview SOURCES tst_pairview.cpp ViewChecks.h WindowReplies.h LIBRARIES tavrin_views tavrin_testsupport LABELS windows)
 # The views draw off screen, so they run without a display.
-set_tests_properties(tst_homeview tst_signinview tst_pairview PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
+set_tests_properties(tst_homewindow tst_signinwindow tst_pairwindow PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
 
 # Not a test: shows a window in a chosen state, for screenshots (tests/views/screenshot-windows.sh).
 add_executable(windows-gallery windows-gallery.cpp WindowFakes.h WindowReplies.h)
@@ -25,8 +21,6 @@ if(TAVRIN_PORTABLE_ONLY)
 endif()
 
 # The browser sign-in, and every way in against the reference service.
-tavrin_add_test(tst_signinbrowser SOURCES tst_signinbrowser.cpp
-  LIBRARIES tavrin_app tavrin_testsupport LABELS windows)
 tavrin_add_test(tst_signinservice SOURCES tst_signinservice.cpp WindowFakes.h
   LIBRARIES tavrin_app tavrin_service_testing LABELS windows)
 

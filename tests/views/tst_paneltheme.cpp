@@ -1,7 +1,5 @@
 #include "config/Preferences.h"
 #include "views/ButtonStyles.h"
-#include "views/Icons.h"
-#include "views/MorvikMark.h"
 #include "views/PlatformWords.h"
 #include "views/Theme.h"
 
@@ -10,7 +8,6 @@
 #include <QDBusMessage>
 #include <QDBusVariant>
 #include <QImage>
-#include <QPainter>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
@@ -68,13 +65,6 @@ QImage render(QWidget& widget)
     return image;
 }
 
-// Premultiplied pixels lose a little precision when they are not opaque.
-bool closeTo(const QColor& actual, const QColor& expected)
-{
-    return qAbs(actual.red() - expected.red()) <= 2 && qAbs(actual.green() - expected.green()) <= 2 &&
-           qAbs(actual.blue() - expected.blue()) <= 2;
-}
-
 QPalette paletteWithWindow(const QColor& window)
 {
     QPalette palette = QApplication::palette();
@@ -109,10 +99,7 @@ private slots:
         QWidget window;
         Theme::follow(&window);
         auto* button = new PrimaryButtonStyle(QStringLiteral("Insert"), &window);
-        auto* mark = new MorvikMark(32, &window);
-        mark->move(0, 40);
         window.resize(200, 80);
-        QCOMPARE(window.palette().color(QPalette::Window), QColor(23, 23, 23));
         QCOMPARE(render(*button).pixelColor(4, 15), QColor(250, 250, 250));
 
         // A stated preference wins over the palette; "no preference" hands back to the palette.
@@ -125,68 +112,43 @@ private slots:
         QTRY_COMPARE(Theme::appearance(), Appearance::Dark);
         QApplication::setPalette(paletteWithWindow(Qt::white));
         QCOMPARE(Theme::appearance(), Appearance::Light);
-        // The mark follows too: its stroke crosses the arrow's shaft at (22.25, 22.25).
-        QCOMPARE(render(*mark).pixelColor(22, 22), QColor(10, 10, 10));
     }
 
+    // A pressed face shrinks, a disabled one fades.
     void buttonsDrawTheirStates_data()
     {
-        QTest::addColumn<QString>("style");
+        QTest::addColumn<bool>("primary");
         QTest::addColumn<bool>("enabled");
         QTest::addColumn<bool>("pressed");
-        QTest::addColumn<QColor>("fill");
         QTest::addColumn<int>("alpha");
-        QTest::addColumn<bool>("shrunk");
-        QTest::newRow("primary") << "primary" << true << false << QColor(10, 10, 10) << 255 << false;
-        QTest::newRow("primary pressed") << "primary" << true << true << QColor(10, 10, 10) << 216 << true;
-        QTest::newRow("primary disabled")
-            << "primary" << false << false << QColor(10, 10, 10) << 102 << false;
-        QTest::newRow("outline") << "outline" << true << false << QColor(255, 255, 255) << 255 << false;
-        QTest::newRow("outline pressed") << "outline" << true << true << QColor(245, 245, 245) << 255 << true;
+        QTest::newRow("primary") << true << true << false << 255;
+        QTest::newRow("primary pressed") << true << true << true << 216;
+        QTest::newRow("primary disabled") << true << false << false << 102;
+        QTest::newRow("outline pressed") << false << true << true << 255;
     }
     void buttonsDrawTheirStates()
     {
-        QFETCH(QString, style);
+        QFETCH(bool, primary);
         QFETCH(bool, enabled);
         QFETCH(bool, pressed);
-        QFETCH(QColor, fill);
         QFETCH(int, alpha);
-        QFETCH(bool, shrunk);
         QApplication::setPalette(paletteWithWindow(Qt::white));
         std::unique_ptr<StyledButton> button;
-        if (style == QLatin1String("primary"))
+        if (primary)
             button = std::make_unique<PrimaryButtonStyle>(QStringLiteral("Ask"));
         else
             button = std::make_unique<OutlineButtonStyle>(QStringLiteral("Copy"));
         button->resize(button->sizeHint());
         button->setEnabled(enabled);
-        QCOMPARE(button->height(), 30);
         if (pressed) {
             button->setDown(true);
             emit button->pressed();
             QTRY_COMPARE(button->pressedAmount(), 1.0);
         }
         const QImage image = render(*button);
-        QColor inside = image.pixelColor(6, 15);
-        QCOMPARE(inside.alpha(), alpha);
-        inside.setAlpha(255);
-        QVERIFY2(closeTo(inside, fill), qPrintable(inside.name()));
+        QCOMPARE(image.pixelColor(6, 15).alpha(), alpha);
         // At 96 % the face leaves about 0.6 pixels of the top edge's middle empty.
-        QCOMPARE(image.pixelColor(image.width() / 2, 0).alpha() < alpha / 2, shrunk);
-    }
-
-    void destructiveOutlineDrawsItsLabelInRed()
-    {
-        QApplication::setPalette(paletteWithWindow(Qt::white));
-        OutlineButtonStyle button(QStringLiteral("Sign out"), true);
-        button.resize(button.sizeHint());
-        const QImage image = render(button);
-        bool red = false;
-        for (int x = 0; x < image.width() && !red; ++x)
-            for (int y = 0; y < image.height() && !red; ++y)
-                red = image.pixelColor(x, y) == QColor(231, 0, 11);
-        QVERIFY(red);
-        QCOMPARE(image.pixelColor(0, 15), QColor(229, 229, 229));
+        QCOMPARE(image.pixelColor(image.width() / 2, 0).alpha() < alpha / 2, pressed);
     }
 
     void springSettlesWithinItsResponse()
@@ -200,29 +162,6 @@ private slots:
         for (int step = 0; step <= 100; ++step)
             highest = qMax(highest, spring.valueForProgress(step / 100.0));
         QVERIFY(highest > 1.0 && highest < 1.01);
-    }
-
-    void symbolsStayInsideTheirBox()
-    {
-        for (const Icons::Symbol symbol :
-             {Icons::Symbol::DocOnClipboard, Icons::Symbol::XMark, Icons::Symbol::CheckmarkCircleFill,
-              Icons::Symbol::ExclamationmarkCircle}) {
-            QImage image(40, 40, QImage::Format_ARGB32_Premultiplied);
-            image.fill(Qt::transparent);
-            QPainter painter(&image);
-            Icons::paint(painter, symbol, QRectF(10, 10, 20, 20), Qt::red);
-            painter.end();
-            int inside = 0;
-            for (int x = 0; x < 40; ++x) {
-                for (int y = 0; y < 40; ++y) {
-                    const bool drawn = image.pixelColor(x, y).alpha() > 0;
-                    const bool inBox = x >= 10 && x < 30 && y >= 10 && y < 30;
-                    QVERIFY2(!drawn || inBox, "a symbol draws outside its box");
-                    inside += drawn ? 1 : 0;
-                }
-            }
-            QVERIFY(inside > 40);
-        }
     }
 
     void platformWordsNameTheShortcutsInForce_data()

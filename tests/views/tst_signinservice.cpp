@@ -17,9 +17,36 @@ namespace {
 const QString ana = QStringLiteral("ana@example.com");
 const QString anaPassword = QStringLiteral("correct horse");
 
+// What the browser was asked to open.
+struct Opened
+{
+    QList<QUrl> urls;
+    bool works = true;
+
+    BrowserSignIn::Opener opener()
+    {
+        return [this](const QUrl& url) {
+            urls.append(url);
+            return works;
+        };
+    }
+    QString state() const { return QUrlQuery(urls.last()).queryItemValue(QStringLiteral("state")); }
+};
+
+// The one answer a sign-in received, if any.
+struct Answer
+{
+    std::optional<Result<QUrl>> result;
+    WebAuthSession::CallbackHandler handler()
+    {
+        return [this](const Result<QUrl>& r) { result = r; };
+    }
+};
+
 } // namespace
 
-// Every way into the window against the reference service, running in this process.
+// The browser sign-in on its own, then every way into the window against the reference service, running
+// in this process.
 class SignInServiceTest : public QObject
 {
     Q_OBJECT
@@ -37,6 +64,96 @@ private slots:
     {
         AgentConfig::remove();
         QFile::remove(mailbox());
+    }
+
+    void theStartAddressCarriesAFreshState()
+    {
+        Opened opened;
+        BrowserSignIn browser(opened.opener(), 10s);
+        QObject context;
+        Answer first;
+        browser.authenticate(QUrl(QStringLiteral("http://127.0.0.1:8080/auth/google/start?client=app")),
+                             &context, first.handler());
+        const QUrl start = opened.urls.last();
+        QCOMPARE(start.path(), QStringLiteral("/auth/google/start"));
+        QCOMPARE(QUrlQuery(start).queryItemValue(QStringLiteral("client")), QStringLiteral("app"));
+        const QString state = opened.state();
+        QVERIFY(state.size() >= 40);
+        QCOMPARE(QUrl::toPercentEncoding(state), state.toLatin1());
+
+        Answer second;
+        browser.authenticate(start, &context, second.handler());
+        QVERIFY(opened.state() != state);
+        // Starting again ends the first wait as cancelled.
+        QTRY_VERIFY(first.result.has_value());
+        QVERIFY(first.result->error().isCancellation());
+    }
+
+    void onlyThePendingStateIsTaken_data()
+    {
+        QTest::addColumn<QString>("callback");
+        QTest::addColumn<bool>("taken");
+
+        QTest::newRow("right state") << "morvik://auth?status=ok&code=C&state=%1" << true;
+        QTest::newRow("wrong state") << "morvik://auth?status=ok&code=C&state=%1x" << false;
+        QTest::newRow("no state") << "morvik://auth?status=ok&code=C" << false;
+        QTest::newRow("empty state") << "morvik://auth?status=ok&code=C&state=" << false;
+        QTest::newRow("other scheme") << "https://auth?status=ok&code=C&state=%1" << false;
+    }
+    void onlyThePendingStateIsTaken()
+    {
+        QFETCH(QString, callback);
+        QFETCH(bool, taken);
+
+        Opened opened;
+        BrowserSignIn browser(opened.opener(), 10s);
+        QObject context;
+        Answer answer;
+        browser.authenticate(QUrl(QStringLiteral("http://s/auth/google/start")), &context, answer.handler());
+        const QUrl delivered(callback.contains(QLatin1String("%1")) ? callback.arg(opened.state())
+                                                                    : callback);
+        QCOMPARE(browser.deliver(delivered), taken);
+        QCOMPARE(browser.isPending(), !taken);
+        if (taken) {
+            QTRY_VERIFY(answer.result.has_value());
+            QCOMPARE(answer.result->value(), delivered);
+            // The same callback a second time finds nothing pending.
+            QVERIFY(!browser.deliver(delivered));
+        } else {
+            QVERIFY(!QTest::qWaitFor([&] { return answer.result.has_value(); }, 50));
+        }
+    }
+
+    void theWaitEnds_data()
+    {
+        QTest::addColumn<QString>("how");
+        QTest::addColumn<bool>("cancelled");
+        QTest::addColumn<QString>("message");
+
+        QTest::newRow("time limit") << "limit" << false
+                                    << "The browser did not come back in time. Continue with Google again.";
+        QTest::newRow("no browser") << "no browser" << false << "No web browser could be opened.";
+        QTest::newRow("cancel") << "cancel" << true << "cancelled";
+    }
+    void theWaitEnds()
+    {
+        QFETCH(QString, how);
+        QFETCH(bool, cancelled);
+        QFETCH(QString, message);
+
+        Opened opened;
+        opened.works = how != QLatin1String("no browser");
+        BrowserSignIn browser(opened.opener(), how == QLatin1String("limit") ? 20ms : 10s);
+        QObject context;
+        Answer answer;
+        browser.authenticate(QUrl(QStringLiteral("http://s/auth/google/start")), &context, answer.handler());
+        if (how == QLatin1String("cancel"))
+            browser.cancel();
+        QTRY_VERIFY(answer.result.has_value());
+        QCOMPARE(answer.result->error().isCancellation(), cancelled);
+        QCOMPARE(answer.result->error().message, message);
+        QVERIFY(!browser.isPending());
+        QVERIFY(!browser.deliver(QUrl(QStringLiteral("morvik://auth?state=") + opened.state())));
     }
 
     void emailedCode_data()
@@ -81,34 +198,29 @@ private slots:
         QFETCH(QString, email);
         QFETCH(bool, needsInvite);
 
-        QUrl opened;
-        BrowserSignIn browser(
-            [&](const QUrl& url) {
-                opened = url;
-                return true;
-            },
-            60s);
+        Opened opened;
+        BrowserSignIn browser(opened.opener(), 60s);
         SignInModel model(browser);
         model.setServer(m_service->url(QString()));
         QTRY_VERIFY(model.offersGoogle());
         QSignalSpy signedIn(&model, &SignInModel::signedIn);
         model.google();
-        const QString state = QUrlQuery(opened).queryItemValue(QStringLiteral("state"));
+        const QString state = opened.state();
         QVERIFY(!state.isEmpty());
 
         // The test stands in for the browser: it loads the start page and submits its consent form.
         ServiceClient client;
-        const Exchange page = client.get(opened.toString());
+        const Exchange page = client.get(opened.urls.last().toString());
         QCOMPARE(page.status, 200);
         QVERIFY(page.body.contains("name=\"state\" value=\"" + state.toUtf8() + "\""));
-        QUrl consent = opened.resolved(QUrl(QStringLiteral("consent")));
+        QUrl consent = opened.urls.last().resolved(QUrl(QStringLiteral("consent")));
         QUrlQuery form;
         form.addQueryItem(QStringLiteral("email"), email);
         form.addQueryItem(QStringLiteral("state"), state);
         consent.setQuery(form);
-        const QUrl callback(QString::fromUtf8(client.get(consent.toString()).location));
-        QCOMPARE(callback.scheme(), QStringLiteral("morvik"));
-        QVERIFY(browser.deliver(callback));
+        const QUrl answer(QString::fromUtf8(client.get(consent.toString()).location));
+        QCOMPARE(answer.scheme(), QStringLiteral("morvik"));
+        QVERIFY(browser.deliver(answer));
 
         if (needsInvite) {
             QTRY_VERIFY(model.needsInvite());

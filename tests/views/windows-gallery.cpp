@@ -1,5 +1,5 @@
-// Shows one window in a chosen state and appearance, for screenshots of the docs and for looking at
-// the layout by eye: windows-gallery home|home-signed-out|signin|signin-invite|pair|pair-legacy light|dark
+// Shows one window in the state of the docs' screenshots (tests/views/screenshot-windows.sh):
+// windows-gallery home|signin|pair light|dark
 #include "WindowFakes.h"
 #include "WindowReplies.h"
 #include "views/HomeModel.h"
@@ -59,12 +59,6 @@ int main(int argc, char** argv)
         shown.reset(view);
         QTimer::singleShot(300, homeModel.get(), &HomeModel::runTest);
     }
-    if (window == QLatin1String("home-signed-out")) {
-        voice.status = {true, true, {}, {}};
-        homeModel = std::make_unique<HomeModel>(accessibility, voice);
-        shown = std::make_unique<HomeView>(*homeModel);
-        shown->setWindowTitle(QStringLiteral("Tavrin"));
-    }
     std::unique_ptr<SignInModel> signInModel;
     FakeWebAuthSession browser;
     if (window == QLatin1String("signin")) {
@@ -78,16 +72,6 @@ int main(int argc, char** argv)
         shown->setWindowTitle(QStringLiteral("Sign in to Tavrin"));
         QTimer::singleShot(300, signInModel.get(), &SignInModel::login);
     }
-    if (window == QLatin1String("signin-invite")) {
-        service.enqueue(WindowReplies::signInOptions(true, false));
-        signInModel = std::make_unique<SignInModel>(browser);
-        signInModel->setServer(service.url().toString());
-        signInModel->setMode(SignInModel::Mode::Pairing);
-        signInModel->setCode(QStringLiteral("K7PQ4M2X"));
-        shown = std::make_unique<SignInView>(*signInModel);
-        signInModel->google();
-        browser.answer(QUrl(QStringLiteral("morvik://auth?need=invite&ticket=T1")));
-    }
     std::unique_ptr<PairModel> pairModel;
     if (window == QLatin1String("pair")) {
         service.enqueue(WindowReplies::pairing("K7PQ4M2X", 272));
@@ -96,12 +80,8 @@ int main(int argc, char** argv)
         shown = std::make_unique<PairView>(*pairModel);
         shown->setWindowTitle(QStringLiteral("Add your iPhone"));
     }
-    if (window == QLatin1String("pair-legacy")) {
-        service.enqueue(ScriptedResponse(404));
-        pairModel = std::make_unique<PairModel>(
-            AgentConfig{service.url().toString(), QStringLiteral("shared-token"), std::nullopt});
-        shown = std::make_unique<PairView>(*pairModel);
-    }
+    if (!shown)
+        return 2;
     shown->move(0, 0);
     shown->show();
     return app.exec();

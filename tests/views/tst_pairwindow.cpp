@@ -1,7 +1,10 @@
+#include "ViewChecks.h"
 #include "WindowReplies.h"
 #include "views/PairModel.h"
+#include "views/PairView.h"
 #include "views/QrImage.h"
 
+#include <QLabel>
 #include <QProcess>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -22,38 +25,37 @@ struct StoppedClock
     }
 };
 
+// The texts shown under `root`, in order.
+QStringList shownTexts(QWidget* root)
+{
+    QStringList texts;
+    for (QLabel* label : root->findChildren<QLabel*>()) {
+        if (label->isVisibleTo(root) && !label->text().isEmpty())
+            texts << label->text();
+    }
+    return texts;
+}
+
 } // namespace
 
-class PairModelTest : public QObject
+// The pairing window: its model over the scripted service, and what the view shows of it.
+class PairWindowTest : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void countdownText_data()
-    {
-        QTest::addColumn<qint64>("seconds");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("last second") << qint64(1) << "Expires in 0:01";
-        QTest::newRow("over an hour") << qint64(3725) << "Expires in 62:05";
-        QTest::newRow("zero") << qint64(0) << "Expired";
-        QTest::newRow("past") << qint64(-5) << "Expired";
-    }
-    void countdownText()
-    {
-        QFETCH(qint64, seconds);
-        QFETCH(QString, text);
-        QCOMPARE(PairModel::countdownText(seconds), text);
-    }
-
-    void withoutConfigurationNothingIsAsked()
+    void signedOutAsksNothing()
     {
         PairModel model(std::nullopt);
+        PairView view(model);
         QSignalSpy changes(&model, &PairModel::messageChanged);
-        model.appeared();
+        view.show();
+        QCOMPARE(shownTexts(&view), (QStringList{"Add your iPhone", "Sign in on this computer first."}));
         QVERIFY(!changes.wait(50));
         QVERIFY(!model.hasPairing() && !model.legacy() && !model.hasMessage());
     }
 
+    // Whole seconds are cut toward zero; below one second the code has expired.
     void theCodeCountsDown()
     {
         m_server.enqueue(pairing("ABCD2345", 300));
@@ -61,27 +63,39 @@ private slots:
         PairModel model(signedIn(), time.clock());
         model.appeared();
         QTRY_VERIFY(model.hasPairing());
-        QCOMPARE(model.pairing()->code, QStringLiteral("ABCD2345"));
         QCOMPARE(model.countdown(), QStringLiteral("Expires in 5:00"));
-
-        time.now = time.now.addMSecs(28'400);
-        model.tick();
-        QCOMPARE(model.countdown(), QStringLiteral("Expires in 4:31"));
-        time.now = time.now.addSecs(271);
-        model.tick();
-        QCOMPARE(model.countdown(), QStringLiteral("Expired"));
+        const QDateTime start = time.now;
+        for (const auto& [elapsedMs, text] :
+             {std::pair{28400, "Expires in 4:31"}, std::pair{298500, "Expires in 0:01"},
+              std::pair{299001, "Expired"}, std::pair{305000, "Expired"}}) {
+            time.now = start.addMSecs(elapsedMs);
+            model.tick();
+            QCOMPARE(model.countdown(), QString::fromUtf8(text));
+        }
     }
 
-    void theCountdownTicksEverySecond()
+    // The shown window ticks its countdown every second by itself.
+    void theWindowShowsTheCodeAndItsQr()
     {
-        m_server.enqueue(pairing("ABCD2345", 300));
+        m_server.enqueue(pairing("K7PQ4M2X", 300));
         PairModel model(signedIn());
-        model.appeared();
-        QTRY_VERIFY(model.hasPairing());
-        const QString first = model.countdown();
-        QSignalSpy ticked(&model, &PairModel::countdownChanged);
-        QVERIFY(ticked.wait(2500));
-        QVERIFY(model.countdown() != first);
+        PairView view(model);
+        view.show();
+        auto* code = view.findChild<QLabel*>(QStringLiteral("code"));
+        QTRY_VERIFY(code->isVisibleTo(&view));
+        QCOMPARE(code->text(), QStringLiteral("K7PQ4M2X"));
+        auto* countdown = view.findChild<QLabel*>(QStringLiteral("countdown"));
+        const QString first = countdown->text();
+        QCOMPARE(first, model.countdown());
+        QTRY_VERIFY_WITH_TIMEOUT(countdown->text() != first, 2500);
+        QVERIFY(visibleButton(&view, QStringLiteral("New code")));
+        QVERIFY2(unnamedControls(&view).isEmpty(), qPrintable(unnamedControls(&view).join(", ")));
+        QWidget* qr = nullptr;
+        for (QWidget* child : view.findChildren<QWidget*>()) {
+            if (accessibleName(child) == QLatin1String("Pairing QR code"))
+                qr = child;
+        }
+        QCOMPARE(qr->size(), QSize(220, 220));
     }
 
     // A new code replaces the shown one only when it arrives; signing out forgets both.
@@ -115,12 +129,30 @@ private slots:
     {
         m_server.enqueue(ScriptedResponse(404));
         PairModel model(signedIn());
-        model.load();
+        PairView view(model);
+        view.show();
         QTRY_VERIFY(model.legacy());
         QVERIFY(!model.hasMessage());
         const QUrl link(model.legacyLink());
         QCOMPARE(link.scheme(), QStringLiteral("morvik"));
         QCOMPARE(QUrlQuery(link).queryItemValue("token"), QStringLiteral("tok-9"));
+        QCOMPARE(shownTexts(&view),
+                 (QStringList{"Add your iPhone",
+                              "This server has no accounts yet; the QR carries its shared token."}));
+    }
+
+    void aRefusalOffersTryAgain()
+    {
+        m_server.enqueue(WindowReplies::refusal(401, "unauthorized"));
+        PairModel model(signedIn());
+        PairView view(model);
+        view.show();
+        QTRY_VERIFY(visibleButton(&view, QStringLiteral("Try again")));
+        QCOMPARE(shownTexts(&view), (QStringList{"Add your iPhone", "unauthorized"}));
+        m_server.enqueue(pairing("AGAIN123", 0));
+        visibleButton(&view, QStringLiteral("Try again"))->click();
+        QTRY_VERIFY(shownTexts(&view).contains(QStringLiteral("AGAIN123")));
+        QVERIFY(shownTexts(&view).contains(QStringLiteral("Expired")));
     }
 
     void theQrCodeReadsBackAsTheLink_data()
@@ -153,7 +185,6 @@ private slots:
         QVERIFY(image);
         const int modules = image->width();
         QCOMPARE(QrImage::modulePixelsToFit(modules, 220), 220 / modules);
-        QVERIFY(QrImage::modulePixelsToFit(modules, 220) * modules <= 220);
         QCOMPARE(QrImage::modulePixelsToFit(500, 220), 1);
         QVERIFY(!QrImage::encode(QString(8000, QLatin1Char('x'))));
     }
@@ -167,5 +198,5 @@ private:
     ScriptedServer m_server;
 };
 
-QTEST_GUILESS_MAIN(PairModelTest)
-#include "tst_pairmodel.moc"
+QTEST_MAIN(PairWindowTest)
+#include "tst_pairwindow.moc"
