@@ -150,10 +150,8 @@ private slots:
         QTest::newRow("ask, broken configuration")
             << QStringList{"--ask", "hi"} << QByteArray("{\"serverURL\":") << QByteArray("no config at %1\n")
             << QByteArray() << 2;
-        for (const char* option : {"--whoami", "--new-code", "--signout"}) {
-            QTest::addRow("%s, no configuration", option)
-                << QStringList{option} << QByteArray() << QByteArray("not signed in\n") << QByteArray() << 2;
-        }
+        QTest::newRow("signout, no configuration")
+            << QStringList{"--signout"} << QByteArray() << QByteArray("not signed in\n") << QByteArray() << 2;
     }
     void endsWithoutAsking()
     {

@@ -32,26 +32,9 @@ class TestFocusCapture : public QObject
     Q_OBJECT
 
 private slots:
-    void textFollowsTheApplication();
     void silentApplicationIsDescribedWithoutText();
     void newerCaptureReplacesOlder();
 };
-
-void TestFocusCapture::textFollowsTheApplication()
-{
-    FakeFocusReader reader;
-    reader.app = editor;
-    reader.element = FocusedElement{"two", "one two", TextRange{4, 3}};
-    FocusCapture capture(reader);
-    std::optional<FocusContext> completed;
-
-    const FocusContext immediate =
-        capture.start(this, [&](const FocusContext& context) { completed = context; });
-
-    QCOMPARE(immediate, (FocusContext{editor, {}, {}, {}}));
-    QTRY_VERIFY(completed);
-    QCOMPARE(*completed, (FocusContext{editor, "two", "one ", ""}));
-}
 
 void TestFocusCapture::silentApplicationIsDescribedWithoutText()
 {

@@ -216,8 +216,6 @@ void TestX11::editorSelection_data()
     // With only a caret in the editor, PRIMARY (owned by another client) is not the editor's selection.
     QTest::newRow("caret") << "hello world" << 5 << 5 << std::optional<QString>() << "hello"
                            << " world";
-    QTest::newRow("caret at the start") << "hello world" << 0 << 0 << std::optional<QString>() << ""
-                                        << "hello world";
     // Offsets here count code points: the emoji is one.
     const QString emoji = QStringLiteral("\U0001F600");
     const QString before = emoji + QString(2999, 'a');
