@@ -348,14 +348,13 @@ void TestX11::silentApplicationNeverStallsTheMainThread()
     QTRY_VERIFY(completed);
     ticker.stop();
     const qint64 deadline = std::chrono::milliseconds(FocusCapture::defaultTextDeadline).count();
-    qInfo("capture from a silent application: complete after %lld ms (deadline %lld ms), worst main-thread "
-          "stall %lld ms",
-          clock.elapsed(), deadline, worstStall);
 
     QVERIFY(immediate.app);
     QCOMPARE(immediate.app->processId, silent.processId());
     QCOMPARE(*completed, immediate);
-    QVERIFY2(worstStall < deadline, "the main thread waited on the silent application");
+    QVERIFY2(
+        worstStall < deadline,
+        qPrintable(QStringLiteral("the main thread waited %1 ms on the silent application").arg(worstStall)));
 }
 
 int main(int argc, char** argv)
