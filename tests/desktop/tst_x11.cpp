@@ -117,8 +117,7 @@ FocusContext TestX11::captureFocus()
 
 bool TestX11::showInEditor(const QString& text, int start, int end)
 {
-    // Each call to the editor waits at most the adapter's process-wide AT-SPI time-out, which a busy
-    // machine can exceed: setting text and selection again is harmless.
+    // A busy editor may let a call time out: setting text and selection again is harmless.
     return activate(m_editorWindow) && QTest::qWaitFor([&] { return m_editor->setText(text); }, 15000) &&
            QTest::qWaitFor([&] { return m_editor->select(start, end); }, 15000);
 }
