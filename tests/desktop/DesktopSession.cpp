@@ -26,11 +26,6 @@ bool enter()
     return true;
 }
 
-QString filesDir()
-{
-    return qEnvironmentVariable("TAVRIN_SESSION_FILES");
-}
-
 std::optional<QByteArray> run(const QString& program, const QStringList& arguments, const QByteArray& input)
 {
     QProcess process;

@@ -9,7 +9,6 @@ namespace DesktopSession {
 
 // Reads the session's environment into this process; call before the QGuiApplication exists.
 bool enter();
-QString filesDir();
 // A tool's output if it succeeded. The event loop runs meanwhile, so this process can serve the clipboard.
 std::optional<QByteArray> run(const QString& program, const QStringList& arguments,
                               const QByteArray& input = {});

@@ -8,7 +8,6 @@
 
 namespace {
 
-using Target = std::optional<RunningApp>;
 const RunningApp editor{"Mousepad", 4242, 0x1200007, "Mousepad"};
 const RunningApp terminal{"XTerm", 4343, 0x1400002, "XTerm"};
 const KeyChord ctrlV{Qt::Key_V, Qt::ControlModifier};
@@ -17,7 +16,24 @@ const ClipboardContents richContents{{{"text/html", "<b>old</b>"},
                                       {"text/plain", "old"},
                                       {"image/png", QByteArray("\x89PNG\r\n\x1a\n\0\1", 10)}}};
 
+// One insertion: where it goes, what the clipboard held, how the user and the application behave.
+struct Scenario
+{
+    std::optional<RunningApp> target = editor;
+    ClipboardContents before = richContents;
+    KeyChord chord = ctrlV;
+    // What PRIMARY holds while the paste key is down, if the paste takes it.
+    std::optional<QString> selection = std::nullopt;
+    int heldPolls = 0;
+    bool copiedMeanwhile = false;
+    int backgroundPolls = 0;
+    // When the application reads the pasted text, after the paste key: 0 at once, -1 never.
+    int readAfterMs = 0;
+};
+
 } // namespace
+
+Q_DECLARE_METATYPE(Scenario)
 
 class TestKeystroke : public QObject
 {
@@ -31,48 +47,28 @@ private slots:
 
 void TestKeystroke::pastesThenRestores_data()
 {
-    QTest::addColumn<Target>("target");
-    QTest::addColumn<ClipboardContents>("before");
-    QTest::addColumn<KeyChord>("chord");
-    QTest::addColumn<std::optional<QString>>("selection");
-    QTest::addColumn<int>("heldPolls");
-    QTest::addColumn<bool>("copiedMeanwhile");
-    QTest::addColumn<int>("backgroundPolls");
-    // When the application reads the pasted text, after the paste key: 0 at once, -1 never.
-    QTest::addColumn<int>("readAfterMs");
-    const auto row = [](const char* name, const Target& target,
-                        const ClipboardContents& before = richContents, const KeyChord& chord = ctrlV,
-                        const std::optional<QString>& selection = {}, int heldPolls = 0,
-                        bool copiedMeanwhile = false, int backgroundPolls = 0, int readAfterMs = 0) {
-        QTest::newRow(name) << target << before << chord << selection << heldPolls << copiedMeanwhile
-                            << backgroundPolls << readAfterMs;
-    };
-
-    row("several formats", editor);
-    row("image only", editor, {{{"image/png", "png"}}});
-    row("empty clipboard keeps the answer", editor, {});
-    row("no target", std::nullopt);
-    row("xterm pastes PRIMARY", terminal, richContents, {Qt::Key_Insert, Qt::ShiftModifier}, "answer");
+    QTest::addColumn<Scenario>("scenario");
+    QTest::newRow("several formats") << Scenario{};
+    QTest::newRow("empty clipboard keeps the answer") << Scenario{.before = {}};
+    QTest::newRow("no target") << Scenario{.target = std::nullopt};
+    QTest::newRow("xterm pastes PRIMARY")
+        << Scenario{.target = terminal, .chord = {Qt::Key_Insert, Qt::ShiftModifier}, .selection = "answer"};
     RunningApp konsole = terminal;
     konsole.windowClass = "konsole";
-    row("konsole", konsole, richContents, {Qt::Key_V, Qt::ControlModifier | Qt::ShiftModifier});
-    row("waits for held keys", editor, richContents, ctrlV, {}, 5);
-    row("keeps what the user copied meanwhile", editor, richContents, ctrlV, {}, 0, true);
-    row("waits for the application to come to the front", editor, richContents, ctrlV, {}, 0, false, 5);
-    row("waits for a slow application to read", editor, richContents, ctrlV, {}, 0, false, 0, 1200);
-    row("restores when the application never reads", editor, richContents, ctrlV, {}, 0, false, 0, -1);
+    QTest::newRow("konsole") << Scenario{.target = konsole,
+                                         .chord = {Qt::Key_V, Qt::ControlModifier | Qt::ShiftModifier}};
+    QTest::newRow("waits for held keys") << Scenario{.heldPolls = 5};
+    QTest::newRow("keeps what the user copied meanwhile") << Scenario{.copiedMeanwhile = true};
+    QTest::newRow("waits for the application to come to the front") << Scenario{.backgroundPolls = 5};
+    QTest::newRow("waits for a slow application to read") << Scenario{.readAfterMs = 1200};
+    QTest::newRow("restores when the application never reads") << Scenario{.readAfterMs = -1};
 }
 
 void TestKeystroke::pastesThenRestores()
 {
-    QFETCH(Target, target);
-    QFETCH(ClipboardContents, before);
-    QFETCH(KeyChord, chord);
-    QFETCH(std::optional<QString>, selection);
-    QFETCH(int, heldPolls);
-    QFETCH(bool, copiedMeanwhile);
-    QFETCH(int, backgroundPolls);
-    QFETCH(int, readAfterMs);
+    QFETCH(Scenario, scenario);
+    const auto& [target, before, chord, selection, heldPolls, copiedMeanwhile, backgroundPolls, readAfterMs] =
+        scenario;
     FakeDesktopPlatform platform;
     platform.keys.readsOnPaste = readAfterMs == 0;
     platform.keys.backgroundPolls = backgroundPolls;

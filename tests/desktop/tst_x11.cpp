@@ -85,6 +85,8 @@ private slots:
 private:
     // The whole context, once the capture has completed.
     FocusContext captureFocus();
+    // The editor in front, showing this text with this selection.
+    bool showInEditor(const QString& text, int start, int end);
 
     quint64 m_editorWindow = 0;
     quint64 m_terminalWindow = 0;
@@ -111,6 +113,13 @@ FocusContext TestX11::captureFocus()
     m_capture->start(this, [&](const FocusContext& context) { completed = context; });
     [&] { QTRY_VERIFY(completed); }();
     return completed.value_or(FocusContext());
+}
+
+bool TestX11::showInEditor(const QString& text, int start, int end)
+{
+    // A busy editor may let a call time out: setting text and selection again is harmless.
+    return activate(m_editorWindow) && QTest::qWaitFor([&] { return m_editor->setText(text); }, 15000) &&
+           QTest::qWaitFor([&] { return m_editor->select(start, end); }, 15000);
 }
 
 void TestX11::hotKeyTapAndHold_data()
@@ -216,8 +225,6 @@ void TestX11::editorSelection_data()
     // With only a caret in the editor, PRIMARY (owned by another client) is not the editor's selection.
     QTest::newRow("caret") << "hello world" << 5 << 5 << std::optional<QString>() << "hello"
                            << " world";
-    QTest::newRow("caret at the start") << "hello world" << 0 << 0 << std::optional<QString>() << ""
-                                        << "hello world";
     // Offsets here count code points: the emoji is one.
     const QString emoji = QStringLiteral("\U0001F600");
     const QString before = emoji + QString(2999, 'a');
@@ -236,10 +243,7 @@ void TestX11::editorSelection()
     QFETCH(QString, before);
     QFETCH(QString, after);
     QVERIFY(run(QStringLiteral("xclip"), {"-selection", "primary"}, "elsewhere"));
-    QVERIFY(activate(m_editorWindow));
-    // A busy editor may let one call time out: setting text and selection again is harmless.
-    QTRY_VERIFY(m_editor->setText(text));
-    QTRY_VERIFY(m_editor->select(start, end));
+    QVERIFY(showInEditor(text, start, end));
 
     FocusContext context;
     QTRY_VERIFY((context = captureFocus()).before == before);
@@ -264,9 +268,7 @@ void TestX11::insertionReplacesEditorSelectionAndRestoresClipboard()
     QFETCH(QString, mimeType);
     QFETCH(QByteArray, data);
     QVERIFY(setClipboard(data, mimeType));
-    QVERIFY(activate(m_editorWindow));
-    QTRY_VERIFY(m_editor->setText("keep REPLACE keep"));
-    QTRY_VERIFY(m_editor->select(5, 12));
+    QVERIFY(showInEditor("keep REPLACE keep", 5, 12));
     const FocusContext context = captureFocus();
     QCOMPARE(context.selection, "REPLACE");
     // Another window in front: the insertion has to bring the editor back.
@@ -275,8 +277,10 @@ void TestX11::insertionReplacesEditorSelectionAndRestoresClipboard()
 
     Keystroke::insert(*m_desktop, QStringLiteral("answer \u00e9"), context.app);
 
-    QTRY_COMPARE_WITH_TIMEOUT(m_editor->text(), QStringLiteral("keep answer \u00e9 keep"), 5000);
-    QTRY_VERIFY_WITH_TIMEOUT(insertionsSettled(*m_desktop), 5000);
+    // Asking the editor blocks this thread, which serves the clipboard the editor is reading: only
+    // once the insertion has settled.
+    QTRY_VERIFY_WITH_TIMEOUT(insertionsSettled(*m_desktop), 10000);
+    QTRY_COMPARE_WITH_TIMEOUT(m_editor->text(), QStringLiteral("keep answer \u00e9 keep"), 15000);
     QCOMPARE(clipboard(mimeType), data);
     // The restore waited for the editor to read the answer.
     QVERIFY(m_desktop->clipboard().servedCount() > served);
@@ -297,7 +301,7 @@ void TestX11::insertionIntoTerminal()
     QVERIFY(xdotool({"key", "Return"}));
 
     const auto written = [] {
-        QFile output(filesDir() + "/xterm.out");
+        QFile output(qEnvironmentVariable("TAVRIN_SESSION_FILES") + "/xterm.out");
         return output.open(QIODevice::ReadOnly) && output.readAll().contains("inserted-into-xterm");
     };
     QTRY_VERIFY_WITH_TIMEOUT(written(), 5000);
@@ -343,14 +347,13 @@ void TestX11::silentApplicationNeverStallsTheMainThread()
     QTRY_VERIFY(completed);
     ticker.stop();
     const qint64 deadline = std::chrono::milliseconds(FocusCapture::defaultTextDeadline).count();
-    qInfo("capture from a silent application: complete after %lld ms (deadline %lld ms), worst main-thread "
-          "stall %lld ms",
-          clock.elapsed(), deadline, worstStall);
 
     QVERIFY(immediate.app);
     QCOMPARE(immediate.app->processId, silent.processId());
     QCOMPARE(*completed, immediate);
-    QVERIFY2(worstStall < deadline, "the main thread waited on the silent application");
+    QVERIFY2(
+        worstStall < deadline,
+        qPrintable(QStringLiteral("the main thread waited %1 ms on the silent application").arg(worstStall)));
 }
 
 int main(int argc, char** argv)

@@ -50,6 +50,12 @@ private:
     Phase::Kind phase() const { return m_session->phase().kind; }
     void answerWith(const QByteArray& stream) { m_server->enqueue(ScriptedResponse().part(stream)); }
     bool pasted() const { return !m_desktop->keys.sent.isEmpty(); }
+    void ask(const QString& request)
+    {
+        m_session->begin(false, false);
+        m_session->setRequest(request);
+        m_session->send();
+    }
 
 private slots:
     void initTestCase()
@@ -139,22 +145,19 @@ private slots:
     void signedOutSendsNothing()
     {
         m_session->setConfig(std::nullopt);
-        m_session->begin(false, false);
-        m_session->setRequest(QStringLiteral("hi"));
-        m_session->send();
+        ask(QStringLiteral("hi"));
         QCOMPARE(m_session->phase(), (Phase{Phase::Error, Session::notSignedIn}));
         QTest::qWait(0);
         QVERIFY(m_server->requests().isEmpty());
     }
 
-    void routeDeltaDoneBuildTheLabelsAndAnswer()
+    void routeResetDeltaDoneBuildTheLabelsAndAnswer()
     {
-        m_server->enqueue(ScriptedResponse()
-                              .part(events({{"route", R"({"route":"fast","source":"auto"})"}}))
-                              .heldPart(helloAnswer));
-        m_session->begin(false, false);
-        m_session->setRequest(QStringLiteral("greet"));
-        m_session->send();
+        m_server->enqueue(
+            ScriptedResponse()
+                .part(events({{"route", R"({"route":"fast","source":"auto"})"}}))
+                .heldPart(events({{"delta", R"({"t":"draft"})"}, {"reset", "{}"}}) + helloAnswer));
+        ask(QStringLiteral("greet"));
         QCOMPARE(phase(), Phase::Thinking);
         QTRY_COMPARE(m_session->routeLabel(), QStringLiteral("fast · auto"));
         QCOMPARE(phase(), Phase::Thinking);
@@ -165,21 +168,10 @@ private slots:
         QVERIFY(!pasted());
     }
 
-    void resetRestartsTheAnswer()
-    {
-        answerWith(events({{"delta", R"({"t":"draft"})"}, {"reset", "{}"}, {"delta", R"({"t":"final"})"}}));
-        m_session->begin(false, false);
-        m_session->setRequest(QStringLiteral("x"));
-        m_session->send();
-        QTRY_COMPARE(m_session->answer(), QStringLiteral("final"));
-    }
-
     void linkAnswerCannotBeRefined()
     {
         answerWith(events({{"link", "{\"url\":\"https://t.example/job/9\",\"message\":\"Working on it\"}"}}));
-        m_session->begin(false, false);
-        m_session->setRequest(QStringLiteral("long job"));
-        m_session->send();
+        ask(QStringLiteral("long job"));
         QTRY_COMPARE(m_session->link(), QUrl(QStringLiteral("https://t.example/job/9")));
         QCOMPARE(m_session->answer(), QStringLiteral("Working on it"));
         m_session->refine(QStringLiteral("make it shorter"));
@@ -258,9 +250,7 @@ private slots:
     {
         Preferences::setAutoInsert(true);
         answerWith(helloAnswer);
-        m_session->begin(false, false);
-        m_session->setRequest(QStringLiteral("x"));
-        m_session->send();
+        ask(QStringLiteral("x"));
         QTRY_VERIFY(pasted());
         QCOMPARE(m_desktop->keys.activated.value(0).name, QStringLiteral("Mousepad"));
     }
@@ -268,9 +258,7 @@ private slots:
     void closeWhileThinkingIsSilent()
     {
         m_server->enqueue(ScriptedResponse().heldPart(helloAnswer));
-        m_session->begin(false, false);
-        m_session->setRequest(QStringLiteral("x"));
-        m_session->send();
+        ask(QStringLiteral("x"));
         QTRY_VERIFY(m_server->isHolding());
         m_session->close();
         QCOMPARE(phase(), Phase::Idle);
@@ -287,9 +275,7 @@ private slots:
     {
         m_server->enqueue(ScriptedResponse().heldPart(events({{"delta", R"({"t":"OLD"})"}})));
         answerWith(helloAnswer);
-        m_session->begin(false, false);
-        m_session->setRequest(QStringLiteral("x"));
-        m_session->send();
+        ask(QStringLiteral("x"));
         QTRY_VERIFY(m_server->isHolding());
         QSignalSpy hangUp(m_server.get(), &ScriptedServer::closedByClient);
         m_session->send();
@@ -310,8 +296,8 @@ private slots:
         QTest::newRow("signed out on the service")
             << QByteArray() << 401
             << QStringLiteral("This Mac is signed out. Open Tavrin and sign in again.");
-        QTest::newRow("nothing but a route")
-            << events({{"route", R"({"route":"r"})"}}) << 200 << Session::emptyAnswer;
+        QTest::newRow("nothing but a route and a reset")
+            << events({{"route", R"({"route":"r"})"}, {"reset", "{}"}}) << 200 << Session::emptyAnswer;
     }
     void streamsThatFailOrSayNothingEndInAnError()
     {
@@ -319,9 +305,7 @@ private slots:
         QFETCH(int, status);
         QFETCH(QString, message);
         m_server->enqueue(ScriptedResponse(status).part(stream));
-        m_session->begin(false, false);
-        m_session->setRequest(QStringLiteral("x"));
-        m_session->send();
+        ask(QStringLiteral("x"));
         QTRY_COMPARE(m_session->phase(), (Phase{Phase::Error, message}));
     }
 
