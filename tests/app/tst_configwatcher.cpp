@@ -1,6 +1,4 @@
-#include "FakeAudioInput.h"
 #include "FakeDesktopPlatform.h"
-#include "FakeSpeechRecognizer.h"
 #include "MakeTestSession.h"
 #include "app/ConfigWatcher.h"
 #include "config/AgentConfig.h"
@@ -39,32 +37,16 @@ private slots:
 
     void cleanupTestCase() { m_watcher.reset(); }
 
-    // One sequence, as a person signing in and out from a terminal would produce it.
-    void followsTheFile()
+    // The first sign-in; later changes and the sign-out are followed in the desktop test.
+    void findsAFileInAFolderMadeAfterItStarted()
     {
         QSignalSpy replaced(m_watcher.get(), &ConfigWatcher::configReplaced);
         m_watcher->check();
         QCOMPARE(replaced.count(), 0);
-
         QVERIFY(signedIn().save().ok());
-        // The folder appeared after the watcher started: the periodic look finds the file.
+        // No folder to watch yet: the periodic look finds the file.
         QVERIFY(replaced.wait(ConfigWatcher::intervalMs + 2000));
         QCOMPARE(m_session->config(), signedIn());
-
-        // From now on the folder is watched, so a change shows at once.
-        AgentConfig other = signedIn();
-        other.email.reset();
-        QVERIFY(other.save().ok());
-        QVERIFY(replaced.wait(2000));
-        QCOMPARE(m_session->config(), other);
-
-        QVERIFY(other.save().ok());
-        m_watcher->check();
-        QCOMPARE(replaced.count(), 2);
-
-        AgentConfig::remove();
-        QVERIFY(replaced.wait(2000));
-        QCOMPARE(m_session->config(), std::nullopt);
     }
 
     void unreadableContentIsSignedOut()
