@@ -75,8 +75,8 @@ class ForeignGrab
 public:
     ForeignGrab(xcb_keysym_t keysym, uint16_t modifiers) : m_connection(xcb_connect(nullptr, nullptr))
     {
-        m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
-        xcb_grab_key(m_connection, 1, m_root, modifiers, keycodeOf(m_connection, keysym), XCB_GRAB_MODE_ASYNC,
+        const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
+        xcb_grab_key(m_connection, 1, root, modifiers, keycodeOf(m_connection, keysym), XCB_GRAB_MODE_ASYNC,
                      XCB_GRAB_MODE_ASYNC);
         free(xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
     }
@@ -84,7 +84,6 @@ public:
 
 private:
     xcb_connection_t* m_connection;
-    xcb_window_t m_root = 0;
 };
 
 QByteArray streamEvent(const char* name, const QByteArray& json)
@@ -209,6 +208,7 @@ private:
     std::unique_ptr<ScriptedServer> m_server;
     std::unique_ptr<RunningService> m_service;
     quint64 m_editorWindow = 0;
+    std::unique_ptr<EditorDriver> m_editor;
 
     QString configPath() const { return m_dir.filePath(QStringLiteral("config/config.json")); }
     Phase::Kind phase() const { return m_app->session().phase().kind; }
@@ -252,6 +252,13 @@ private:
         launch(AgentConfig::load());
     }
     bool key(const QString& chord) { return xdotool({"key", "--clearmodifiers", chord}).has_value(); }
+    // The editor in front with this text, the given part selected.
+    void frontEditor(const QString& text, int start, int end)
+    {
+        QVERIFY(m_editor->setText(text));
+        QVERIFY(m_editor->select(start, end));
+        QVERIFY(activate(m_editorWindow));
+    }
     void tapInTheEditor()
     {
         QVERIFY(activate(m_editorWindow));
@@ -299,6 +306,8 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(QSystemTrayIcon::isSystemTrayAvailable(), 10000);
         m_editorWindow = windowOfClass(QStringLiteral("mousepad"));
         QVERIFY(m_editorWindow);
+        m_editor = std::make_unique<EditorDriver>(processOfWindow(m_editorWindow));
+        QTRY_VERIFY_WITH_TIMEOUT(m_editor->isReady(), 10000);
     }
 
     void cleanupTestCase()
@@ -421,11 +430,7 @@ private slots:
         QCOMPARE(QProcess::execute("flite", {"-voice", "kal16", "-t", "make it shorter", "-o", clip}), 0);
         QVERIFY(setClipboard("kept while dictating", QStringLiteral("text/plain")));
         launchSignedInToService();
-        EditorDriver editor(processOfWindow(m_editorWindow));
-        QTRY_VERIFY_WITH_TIMEOUT(editor.isReady(), 10000);
-        QVERIFY(editor.setText(QStringLiteral("Draft: ")));
-        QVERIFY(editor.select(7, 7));
-        QVERIFY(activate(m_editorWindow));
+        frontEditor(QStringLiteral("Draft: "), 7, 7);
 
         QVERIFY(xdotool({"keydown", "alt+space"}));
         QTRY_COMPARE(phase(), Phase::Listening);
@@ -439,7 +444,7 @@ private slots:
         // A dictated request's answer goes into the editor as soon as it is complete.
         QTRY_COMPARE_WITH_TIMEOUT(phase(), Phase::Idle, 15000);
         QVERIFY(!m_app->session().answer().isEmpty());
-        QTRY_COMPARE_WITH_TIMEOUT(editor.text(), "Draft: " + m_app->session().answer(), 15000);
+        QTRY_COMPARE_WITH_TIMEOUT(m_editor->text(), "Draft: " + m_app->session().answer(), 15000);
         // The insertion is over once the clipboard is back.
         QTRY_COMPARE_WITH_TIMEOUT(clipboard(QStringLiteral("text/plain")), QByteArray("kept while dictating"),
                                   5000);
@@ -448,11 +453,8 @@ private slots:
     void replyToCopiedTextAndATapDuringTheAnswer()
     {
         launchSignedInToService();
-        EditorDriver editor(processOfWindow(m_editorWindow));
-        QTRY_VERIFY_WITH_TIMEOUT(editor.isReady(), 10000);
-        QVERIFY(editor.setText(QString()));
         QVERIFY(setClipboard("Lunch at noon?", QStringLiteral("text/plain")));
-        QVERIFY(activate(m_editorWindow));
+        frontEditor(QString(), 0, 0);
         const auto replyAndAnswer = [this] {
             QVERIFY(key(QStringLiteral("alt+shift+space")));
             QTRY_COMPARE(phase(), Phase::Typing);
@@ -470,13 +472,13 @@ private slots:
         QVERIFY(key(QStringLiteral("alt+space")));
         QTRY_COMPARE(phase(), Phase::Idle);
         QTRY_VERIFY(!m_app->panel()->isVisible());
-        QCOMPARE(editor.text(), QString());
+        QCOMPARE(m_editor->text(), QString());
 
         QVERIFY(activate(m_editorWindow));
         replyAndAnswer();
         const QString answer = m_app->session().answer();
         m_app->session().insert();
-        QTRY_COMPARE_WITH_TIMEOUT(editor.text(), answer, 15000);
+        QTRY_COMPARE_WITH_TIMEOUT(m_editor->text(), answer, 15000);
         QTRY_COMPARE_WITH_TIMEOUT(clipboard(QStringLiteral("text/plain")), QByteArray("Lunch at noon?"),
                                   5000);
 
@@ -517,11 +519,7 @@ private slots:
     {
         QVERIFY(setClipboard("kept on the clipboard", QStringLiteral("text/plain")));
         launchSignedInToService();
-        EditorDriver editor(processOfWindow(m_editorWindow));
-        QTRY_VERIFY_WITH_TIMEOUT(editor.isReady(), 10000);
-        QVERIFY(editor.setText(QStringLiteral("The meeting is on Monday.")));
-        QVERIFY(editor.select(18, 24));
-        QVERIFY(activate(m_editorWindow));
+        frontEditor(QStringLiteral("The meeting is on Monday."), 18, 24);
 
         QVERIFY(key(QStringLiteral("alt+space")));
         QTRY_COMPARE_WITH_TIMEOUT(QApplication::activeWindow(), m_app->panel(), 15000);
@@ -535,7 +533,7 @@ private slots:
         const QString answer = m_app->session().answer();
         QVERIFY(!answer.isEmpty());
         QVERIFY(key(QStringLiteral("Return")));
-        QTRY_COMPARE_WITH_TIMEOUT(editor.text(), "The meeting is on " + answer + ".", 15000);
+        QTRY_COMPARE_WITH_TIMEOUT(m_editor->text(), "The meeting is on " + answer + ".", 15000);
         QTRY_COMPARE_WITH_TIMEOUT(clipboard(QStringLiteral("text/plain")),
                                   QByteArray("kept on the clipboard"), 5000);
     }
@@ -552,9 +550,7 @@ private slots:
         // The editor fills the screen with white behind the panel, which is dark.
         QVERIFY(xdotool({"windowsize", QString::number(m_editorWindow), "1280", "800"}));
         QVERIFY(xdotool({"windowmove", QString::number(m_editorWindow), "0", "0"}));
-        EditorDriver editor(processOfWindow(m_editorWindow));
-        QTRY_VERIFY_WITH_TIMEOUT(editor.isReady(), 10000);
-        QVERIFY(editor.setText(QString()));
+        QVERIFY(m_editor->setText(QString()));
         QProcess composer;
         if (compositor)
             QVERIFY(startCompositor(composer, m_editorWindow));
@@ -567,7 +563,8 @@ private slots:
         // window drawn without its transparency.
         QTRY_VERIFY_WITH_TIMEOUT(
             lightnessAt(frame.topLeft() + QPoint(24, 4)) < 100 && lightnessAt(frame.topLeft()) > 200, 10000);
-        m_app->session().close();
+        composer.terminate();
+        composer.waitForFinished();
     }
 
     // The real program: a second start hands over, --panel opens the panel, windows close without quitting.
