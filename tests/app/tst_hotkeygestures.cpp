@@ -102,21 +102,14 @@ private slots:
         QCOMPARE(m_fakes.recognizer->utterances, 0);
     }
 
-    void holdDictatesWithoutTakingTheKeyboardAndReleaseSends()
+    // The desktop test follows a hold to its inserted answer; this is its start.
+    void holdKeepsWhatWasSaidBeforeItWasRecognised()
     {
-        m_server->enqueue(ScriptedResponse().part("event: delta\ndata: {\"t\":\"Shorter.\"}\n\n"));
-        // Words spoken between the press and the hold are kept.
         m_gestures->askPressed();
         m_fakes.microphone->capture(QByteArray(320, 'a'));
         QTRY_COMPARE(phase(), Phase::Listening);
         QCOMPARE(m_panel.shown, QList<bool>{false});
         QCOMPARE(m_fakes.recognizer->audio.size(), 320);
-        m_fakes.recognizer->hear(QStringLiteral("make it shorter"));
-        m_gestures->askReleased();
-        QTRY_COMPARE(phase(), Phase::Answer);
-        QCOMPARE(m_server->requests().size(), 1);
-        QCOMPARE(session().request(), QStringLiteral("make it shorter"));
-        QVERIFY(session().autoInsert());
     }
 
     void pressWhileARequestIsOpenCloses_data()

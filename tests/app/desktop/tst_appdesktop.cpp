@@ -327,16 +327,7 @@ private slots:
         QApplication::setPalette(QPalette());
     }
 
-    void launchSignedOut()
-    {
-        launch(std::nullopt);
-        QTRY_COMPARE(visibleWindows(QStringLiteral("Tavrin")).size(), 1);
-        QCOMPARE(visibleWindows(QStringLiteral("Sign in to Tavrin")).size(), 1);
-        QVERIFY(menuItem(QStringLiteral("Sign in…")));
-        QVERIFY(!menuItem(QStringLiteral("Search Tavrin history…")));
-    }
-
-    // Then the menu and the windows, driven directly.
+    // Signed in without an e-mail at launch, then the menu and the windows driven directly.
     void launchSignedInWithoutEmail()
     {
         launch(AgentConfig{QStringLiteral("https://tavrin.example"), QStringLiteral("tok"), std::nullopt});
@@ -361,10 +352,15 @@ private slots:
         QTRY_COMPARE(visibleWindows(QStringLiteral("Add iPhone")).size(), 2);
     }
 
-    void watcherFollowsTheCommandLine()
+    // Signed out at launch, then signed in and out again from the command line; the folder exists now.
+    void launchSignedOutAndFollowTheCommandLine()
     {
         RunningService service(accountService());
         launch(std::nullopt);
+        QTRY_COMPARE(visibleWindows(QStringLiteral("Tavrin")).size(), 1);
+        QCOMPARE(visibleWindows(QStringLiteral("Sign in to Tavrin")).size(), 1);
+        QVERIFY(menuItem(QStringLiteral("Sign in…")));
+        QVERIFY(!menuItem(QStringLiteral("Search Tavrin history…")));
         QSignalSpy rebuilt(m_app.get(), &AppDelegate::menuRebuilt);
         const TavrinProcess::Environment environment = {{"MORVIK_CONFIG_PATH", configPath()},
                                                         {"MORVIK_PASSWORD", password}};
