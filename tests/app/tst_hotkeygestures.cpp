@@ -40,11 +40,6 @@ private:
     Session& session() { return *m_session; }
     Phase::Kind phase() { return session().phase().kind; }
 
-    void hold()
-    {
-        m_gestures->askPressed();
-        QTRY_COMPARE(phase(), Phase::Listening);
-    }
     // Puts the session into a phase from which a press closes it.
     void reach(Phase::Kind target)
     {
@@ -136,7 +131,8 @@ private slots:
 
     void tapAfterAMissedReleaseFinishesListening()
     {
-        hold();
+        m_gestures->askPressed();
+        QTRY_COMPARE(phase(), Phase::Listening);
         m_fakes.recognizer->hear(QStringLiteral("summarise"));
         m_server->enqueue(ScriptedResponse().part("event: delta\ndata: {\"t\":\"Done\"}\n\n"));
         // The release never came; the next tap ends the dictation.

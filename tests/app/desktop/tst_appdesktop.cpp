@@ -384,6 +384,7 @@ private slots:
     void tapOpensThePanelForTypingAndAPressClosesIt()
     {
         launchSignedInToScript();
+        frontEditor(QString(), 0, 0);
         tapInTheEditor();
         QTRY_COMPARE_WITH_TIMEOUT(QApplication::activeWindow(), m_app->panel(), 15000);
         QVERIFY(panelFloatsAboveEveryWorkspace());
@@ -391,10 +392,14 @@ private slots:
             {"label\tTavrin", "push button\tAsk \u23CE", "check box\tAuto-insert", "push button\tClose"},
             QStringLiteral("Request"));
 
+        // Only the panel's request goes to this server: the home window's account checks, which come
+        // when they will, go to the other.
+        ScriptedServer answers;
+        m_app->session().setConfig(AgentConfig{answers.url().toString(), QStringLiteral("tok"), email});
         QStringList lines;
         for (int line = 1; line <= 12; ++line)
             lines.append(QStringLiteral("Line %1 of a longer answer").arg(line));
-        m_server->enqueue(
+        answers.enqueue(
             ScriptedResponse()
                 .part(streamEvent("delta", "{\"t\":\"First line\"}"))
                 .heldPart(streamEvent("delta", "{\"t\":\"\\n" + lines.join("\\n").toUtf8() + "\"}") +
@@ -405,19 +410,21 @@ private slots:
         QTRY_COMPARE(xGeometry(panel()->winId()).size(), panel()->size());
         const QRect oneLine = xGeometry(panel()->winId());
         QCOMPARE(panel()->anchorTop(), oneLine.top());
-        m_server->release();
+        answers.release();
         QTRY_COMPARE(m_app->session().routeLabel(), QStringLiteral("fast \u00B7 0.9s"));
+        QTRY_VERIFY(panel()->height() > oneLine.height() + 100);
         QTRY_COMPARE(xGeometry(panel()->winId()).size(), panel()->size());
-        QVERIFY(panel()->height() > oneLine.height() + 100);
         QCOMPARE(xGeometry(panel()->winId()).topLeft(), oneLine.topLeft());
         screenReaderReads({"label\tReady", "label\t\u201Creply yes\u201D", "push button\tInsert \u23CE",
                            "push button\tCopy", "push button\tTry again", "push button\tShorter",
                            "push button\tLonger", "label\tfast \u00B7 0.9s"},
                           QStringLiteral("Answer"));
 
+        // A press during the answer closes it and inserts nothing.
         QVERIFY(key(QStringLiteral("alt+space")));
         QTRY_COMPARE(phase(), Phase::Idle);
         QTRY_VERIFY(!panel()->isVisible());
+        QCOMPARE(m_editor->text(), QString());
     }
 
     void holdDictatesAndTheAnswerIsInserted()
@@ -446,32 +453,20 @@ private slots:
                                   5000);
     }
 
-    void replyToCopiedTextAndATapDuringTheAnswer()
+    void replyToCopiedText()
     {
         launchSignedInToService();
         QVERIFY(setClipboard("Lunch at noon?", QStringLiteral("text/plain")));
         frontEditor(QString(), 0, 0);
-        const auto replyAndAnswer = [this] {
-            QVERIFY(key(QStringLiteral("alt+shift+space")));
-            QTRY_COMPARE(phase(), Phase::Typing);
-            QTRY_COMPARE(m_app->session().copied(), QStringLiteral("Lunch at noon?"));
-            QTRY_COMPARE(QApplication::activeWindow(), m_app->panel());
-            // Return with nothing typed drafts a reply to the copied message.
-            QVERIFY(key(QStringLiteral("Return")));
-            QTRY_COMPARE(m_app->session().request(), Session::replyRequest);
-            QTRY_VERIFY_WITH_TIMEOUT(m_app->session().routeLabel().endsWith(u's'), 10000);
-            QCOMPARE(phase(), Phase::Answer);
-        };
-
-        // A tap of the ask shortcut while the answer shows closes it and inserts nothing.
-        replyAndAnswer();
-        QVERIFY(key(QStringLiteral("alt+space")));
-        QTRY_COMPARE(phase(), Phase::Idle);
-        QTRY_VERIFY(!m_app->panel()->isVisible());
-        QCOMPARE(m_editor->text(), QString());
-
-        QVERIFY(activate(m_editorWindow));
-        replyAndAnswer();
+        QVERIFY(key(QStringLiteral("alt+shift+space")));
+        QTRY_COMPARE(phase(), Phase::Typing);
+        QTRY_COMPARE(m_app->session().copied(), QStringLiteral("Lunch at noon?"));
+        QTRY_COMPARE(QApplication::activeWindow(), m_app->panel());
+        // Return with nothing typed drafts a reply to the copied message.
+        QVERIFY(key(QStringLiteral("Return")));
+        QTRY_COMPARE(m_app->session().request(), Session::replyRequest);
+        QTRY_VERIFY_WITH_TIMEOUT(m_app->session().routeLabel().endsWith(u's'), 10000);
+        QCOMPARE(phase(), Phase::Answer);
         const QString answer = m_app->session().answer();
         m_app->session().insert();
         QTRY_COMPARE_WITH_TIMEOUT(m_editor->text(), answer, 15000);
