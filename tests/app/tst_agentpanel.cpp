@@ -1,11 +1,9 @@
 #include "FakeDesktopPlatform.h"
-#include "FakeFloatingWindows.h"
 #include "MakeTestSession.h"
-#include "ScriptedServer.h"
 #include "app/AgentPanel.h"
+#include "desktop/FloatingWindowPlatform.h"
 #include "session/Session.h"
 
-#include <QApplication>
 #include <QCursor>
 #include <QScreen>
 #include <QSettings>
@@ -14,22 +12,21 @@
 
 namespace {
 
-std::unique_ptr<Session> makeSession(DesktopPlatform& desktop, const QUrl& server)
+// Remembers the windows it was asked to activate; the offscreen platform composites.
+class FakeFloatingWindows : public FloatingWindowPlatform
 {
-    auto session = makeTestSession(desktop);
-    session->setConfig(AgentConfig{server.toString(), QStringLiteral("tok"), std::nullopt});
-    return session;
-}
+public:
+    void keepOnEveryWorkspace(WId) override {}
+    void activate(WId window) override { activated.append(window); }
+    bool hasCompositor() override { return true; }
 
-QByteArray deltaEvent(const QString& text)
-{
-    return "event: delta\ndata: {\"t\":\"" + text.toUtf8() + "\"}\n\n";
-}
+    QList<WId> activated;
+};
 
 } // namespace
 
 // Placement on two screens of the offscreen platform (the test's screens file); the desktop test
-// covers the window manager's side.
+// covers the window manager's side and the top edge while an answer streams.
 class TestAgentPanel : public QObject
 {
     Q_OBJECT
@@ -38,7 +35,6 @@ private:
     QTemporaryDir m_settings;
     FakeDesktopPlatform m_desktop;
     FakeFloatingWindows m_windowManager;
-    ScriptedServer m_server;
     std::unique_ptr<Session> m_session;
     std::unique_ptr<AgentPanel> m_panel;
 
@@ -48,7 +44,7 @@ private slots:
         QSettings::setDefaultFormat(QSettings::IniFormat);
         QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, m_settings.path());
         QCOMPARE(QGuiApplication::screens().size(), 2);
-        m_session = makeSession(m_desktop, m_server.url());
+        m_session = makeTestSession(m_desktop);
         m_panel = std::make_unique<AgentPanel>(*m_session, m_windowManager);
     }
 
@@ -73,29 +69,6 @@ private slots:
         QCOMPARE(m_panel->width(), 420);
         QCOMPARE(m_windowManager.activated.last(), m_panel->winId());
         m_panel->hide();
-    }
-
-    void growsDownwardsFromItsTopEdge()
-    {
-        QCursor::setPos(QGuiApplication::screens().at(1)->geometry().center());
-        m_server.enqueue(
-            ScriptedResponse().part(deltaEvent("One")).heldPart(deltaEvent("\\nTwo\\nThree\\nFour\\nFive")));
-        const qsizetype activations = m_windowManager.activated.size();
-        m_session->begin(false, false);
-        m_panel->showPanel(false);
-        QVERIFY(QTest::qWaitForWindowExposed(m_panel.get()));
-        QCOMPARE(m_windowManager.activated.size(), activations);
-        const QRect opened = m_panel->geometry();
-        m_session->setRequest(QStringLiteral("count"));
-        m_session->send();
-        QTRY_COMPARE(m_session->answer(), QStringLiteral("One"));
-        QTRY_VERIFY(m_panel->height() != opened.height());
-        const QRect oneLine = m_panel->geometry();
-        m_server.release();
-        QTRY_VERIFY(m_panel->height() > oneLine.height());
-        QCOMPARE(m_panel->y(), opened.y());
-        QCOMPARE(m_panel->x(), opened.x());
-        QCOMPARE(m_panel->y(), 194);
     }
 };
 

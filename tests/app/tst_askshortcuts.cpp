@@ -4,12 +4,10 @@
 #include "app/DesktopOptionsView.h"
 #include "app/ShortcutRecorder.h"
 #include "config/Preferences.h"
-#include "desktop/HotKey.h"
 #include "views/WindowParts.h"
 
 #include <QFile>
 #include <QLabel>
-#include <QPushButton>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -21,6 +19,13 @@ const KeyChord altSpace{Qt::Key_Space, Qt::AltModifier};
 const KeyChord altShiftSpace{Qt::Key_Space, Qt::AltModifier | Qt::ShiftModifier};
 const KeyChord ctrlAltK{Qt::Key_K, Qt::ControlModifier | Qt::AltModifier};
 const KeyChord ctrlAltShiftK{Qt::Key_K, Qt::ControlModifier | Qt::AltModifier | Qt::ShiftModifier};
+
+bool shows(const QWidget& window, const QString& text)
+{
+    const QList<QLabel*> labels = window.findChildren<QLabel*>();
+    return std::any_of(labels.begin(), labels.end(),
+                       [&](const QLabel* label) { return label->isVisible() && label->text() == text; });
+}
 
 } // namespace
 
@@ -91,53 +96,23 @@ private slots:
         QVERIFY(shortcuts.isRegistered());
     }
 
-    void pressesOfTheShortcutInForceArrive()
+    // A shortcut another program holds is refused in the desktop test, against a real grab.
+    void recorderWaitsForAUsableCombination()
     {
         AskShortcuts shortcuts(m_desktop->shortcuts);
         shortcuts.install(QKeySequence(QStringLiteral("Alt+Space")));
-        shortcuts.change(QKeySequence(QStringLiteral("Ctrl+Alt+K")));
-        QSignalSpy asked(&shortcuts, &AskShortcuts::askPressed);
-        QSignalSpy replied(&shortcuts, &AskShortcuts::replyPressed);
-        for (auto id = m_desktop->shortcuts.registered.keyBegin();
-             id != m_desktop->shortcuts.registered.keyEnd(); ++id)
-            HotKey::deliver({HotKey::signature, *id}, true);
-        QTRY_COMPARE(asked.count(), 1);
-        QCOMPARE(replied.count(), 1);
-    }
-
-    void recorderTriesTheNextCombination()
-    {
-        AskShortcuts shortcuts(m_desktop->shortcuts);
-        shortcuts.install(QKeySequence(QStringLiteral("Alt+Space")));
-        m_desktop->shortcuts.taken = {ctrlAltShiftK};
-        QList<QKeySequence> tried;
-        ShortcutRecorder recorder(shortcuts.shortcut(), [&](const QKeySequence& shortcut) {
-            tried << shortcut;
-            return shortcuts.change(shortcut);
-        });
+        ShortcutRecorder recorder(shortcuts.shortcut(),
+                                  [&](const QKeySequence& shortcut) { return shortcuts.change(shortcut); });
         recorder.show();
-        const auto problem = [&] {
-            const QList<QLabel*> labels = recorder.findChildren<QLabel*>();
-            for (const QLabel* label : labels) {
-                if (label->isVisible() && (label->text() == ShortcutRecorder::takenText ||
-                                           label->text() == ShortcutRecorder::unusableText))
-                    return label->text();
-            }
-            return QString();
-        };
 
         // A modifier on its own is a combination still being pressed.
         QTest::keyClick(&recorder, Qt::Key_Control, Qt::ControlModifier);
-        QCOMPARE(problem(), QString());
+        QVERIFY(!shows(recorder, ShortcutRecorder::unusableText));
         QTest::keyClick(&recorder, Qt::Key_F8);
-        QCOMPARE(problem(), ShortcutRecorder::unusableText);
-        QTest::keyClick(&recorder, Qt::Key_K, Qt::ControlModifier | Qt::AltModifier);
-        QCOMPARE(problem(), ShortcutRecorder::takenText);
+        QVERIFY(shows(recorder, ShortcutRecorder::unusableText));
         QVERIFY(recorder.isVisible());
         QTest::keyClick(&recorder, Qt::Key_J, Qt::ControlModifier | Qt::AltModifier);
         QCOMPARE(recorder.result(), int(QDialog::Accepted));
-        QCOMPARE(tried, (QList<QKeySequence>{QKeySequence(QStringLiteral("Ctrl+Alt+K")),
-                                             QKeySequence(QStringLiteral("Ctrl+Alt+J"))}));
         QCOMPARE(shortcuts.shortcut(), QKeySequence(QStringLiteral("Ctrl+Alt+J")));
     }
 
@@ -148,17 +123,12 @@ private slots:
         QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, config.path());
         DesktopOptionsView view(false);
         view.show();
-        const auto shows = [&](const QString& text) {
-            const QList<QLabel*> labels = view.findChildren<QLabel*>();
-            return std::any_of(labels.begin(), labels.end(), [&](const QLabel* label) {
-                return label->isVisible() && label->text() == text;
-            });
-        };
-        QVERIFY(
-            shows(QStringLiteral("This desktop shows no status icon. Start Tavrin again to bring this window "
+        QVERIFY(shows(
+            view, QStringLiteral("This desktop shows no status icon. Start Tavrin again to bring this window "
                                  "back; Alt+Shift+Space replies to copied text; Ctrl+Q quits.")));
         Preferences::setAskShortcut(QStringLiteral("Ctrl+Alt+K"));
-        QVERIFY(shows(QStringLiteral("This desktop shows no status icon. Start Tavrin again to bring this "
+        QVERIFY(shows(view,
+                      QStringLiteral("This desktop shows no status icon. Start Tavrin again to bring this "
                                      "window back; Ctrl+Alt+Shift+K replies to copied text; Ctrl+Q quits.")));
 
         // A folder that cannot be made leaves the switch off and says why.
@@ -168,7 +138,7 @@ private slots:
         blocker.close();
         startAtLogin->click();
         QVERIFY(!startAtLogin->isChecked());
-        QVERIFY(shows(QStringLiteral("Cannot create the folder of ") + Autostart::entryPath()));
+        QVERIFY(shows(view, QStringLiteral("Cannot create the folder of ") + Autostart::entryPath()));
         QFile::setPermissions(config.path(),
                               QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
         Preferences::setAskShortcut(Preferences::defaultAskShortcut);

@@ -4,6 +4,7 @@
 #include "RunningService.h"
 #include "ScriptedServer.h"
 #include "TavrinProcess.h"
+#include "app/AgentPanel.h"
 #include "app/AppDelegate.h"
 #include "app/ShortcutRecorder.h"
 #include "config/AgentConfig.h"
@@ -12,16 +13,25 @@
 
 #include <QApplication>
 #include <QFile>
+#include <QImage>
 #include <QLabel>
 #include <QMenu>
 #include <QPointer>
 #include <QProcess>
+#include <QRegularExpression>
+#include <QScreen>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QSystemTrayIcon>
 #include <QTemporaryDir>
 #include <QTest>
+#include <xcb/composite.h>
 #include <xcb/xcb.h>
+
+#pragma push_macro("signals")
+#undef signals
+#include <atspi/atspi.h>
+#pragma pop_macro("signals")
 
 using namespace DesktopSession;
 using Phase = Session::Phase;
@@ -65,27 +75,128 @@ class ForeignGrab
 public:
     ForeignGrab(xcb_keysym_t keysym, uint16_t modifiers) : m_connection(xcb_connect(nullptr, nullptr))
     {
-        m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
-        xcb_grab_key(m_connection, 1, m_root, modifiers, keycodeOf(m_connection, keysym), XCB_GRAB_MODE_ASYNC,
+        const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
+        xcb_grab_key(m_connection, 1, root, modifiers, keycodeOf(m_connection, keysym), XCB_GRAB_MODE_ASYNC,
                      XCB_GRAB_MODE_ASYNC);
-        xcb_aux_sync();
+        free(xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
     }
     ~ForeignGrab() { xcb_disconnect(m_connection); }
 
 private:
-    void xcb_aux_sync()
-    {
-        free(xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
-    }
-
     xcb_connection_t* m_connection;
-    xcb_window_t m_root = 0;
 };
+
+QByteArray streamEvent(const char* name, const QByteArray& json)
+{
+    return QByteArray("event: ") + name + "\ndata: " + json + "\n\n";
+}
+
+// The window's place as the X server has it.
+QRect xGeometry(WId window)
+{
+    const QByteArray info =
+        run(QStringLiteral("xwininfo"), {"-id", QString::number(window)}).value_or(QByteArray());
+    const auto field = [&info](const char* name) {
+        const QRegularExpression pattern(QString::fromLatin1(name) + QStringLiteral(":\\s+(-?\\d+)"));
+        return pattern.match(QString::fromUtf8(info)).captured(1).toInt();
+    };
+    return {field("Absolute upper-left X"), field("Absolute upper-left Y"), field("Width"), field("Height")};
+}
+
+int lightnessAt(QPoint point)
+{
+    const QImage shot = QGuiApplication::primaryScreen()->grabWindow(0, point.x(), point.y(), 4, 4).toImage();
+    return shot.pixelColor(0, 0).lightness();
+}
+
+// The child of the root that holds the window: the window manager's frame, which is what gets redirected.
+xcb_window_t frameOf(xcb_connection_t* connection, xcb_window_t window)
+{
+    xcb_query_tree_reply_t* tree =
+        xcb_query_tree_reply(connection, xcb_query_tree(connection, window), nullptr);
+    const xcb_window_t parent = tree && tree->parent != tree->root ? tree->parent : XCB_NONE;
+    free(tree);
+    return parent == XCB_NONE ? window : frameOf(connection, parent);
+}
+
+// Starts xcompmgr and waits until it has taken the screen over: a compositing manager owns the
+// selection first and redirects the windows a moment later; the window pixmap of the editor's frame
+// exists only once they are redirected.
+bool startCompositor(QProcess& compositor, xcb_window_t editor)
+{
+    compositor.start(QStringLiteral("xcompmgr"), QStringList());
+    if (!compositor.waitForStarted())
+        return false;
+    xcb_connection_t* connection = qApp->nativeInterface<QNativeInterface::QX11Application>()->connection();
+    free(xcb_composite_query_version_reply(connection, xcb_composite_query_version(connection, 0, 4),
+                                           nullptr));
+    const xcb_window_t frame = frameOf(connection, editor);
+    const auto redirected = [connection, frame] {
+        const xcb_pixmap_t pixmap = xcb_generate_id(connection);
+        xcb_generic_error_t* error = xcb_request_check(
+            connection, xcb_composite_name_window_pixmap_checked(connection, frame, pixmap));
+        if (!error)
+            xcb_free_pixmap(connection, pixmap);
+        free(error);
+        return !error;
+    };
+    return QTest::qWaitFor(redirected, 10000);
+}
+
+QPalette darkPalette()
+{
+    QPalette palette = QApplication::palette();
+    palette.setColor(QPalette::Window, QColor(30, 30, 30));
+    return palette;
+}
+
+// The child mode of this program: prints the showing accessible objects of one process as
+// "role<TAB>name" lines, read through AT-SPI from outside the process that shows them.
+void dumpNode(AtspiAccessible* node, int depth, int& budget)
+{
+    if (--budget < 0 || depth > 40)
+        return;
+    AtspiStateSet* states = atspi_accessible_get_state_set(node);
+    const bool showing = states && atspi_state_set_contains(states, ATSPI_STATE_SHOWING);
+    g_clear_object(&states);
+    if (!showing && depth > 1)
+        return;
+    gchar* role = atspi_accessible_get_role_name(node, nullptr);
+    gchar* name = atspi_accessible_get_name(node, nullptr);
+    std::printf("%s\t%s\n", role ? role : "", name ? name : "");
+    g_free(role);
+    g_free(name);
+    const gint children = atspi_accessible_get_child_count(node, nullptr);
+    for (gint i = 0; i < children; ++i) {
+        if (AtspiAccessible* child = atspi_accessible_get_child_at_index(node, i, nullptr)) {
+            dumpNode(child, depth + 1, budget);
+            g_object_unref(child);
+        }
+    }
+}
+
+int dumpAccessible(qint64 processId)
+{
+    atspi_init();
+    AtspiAccessible* desktop = atspi_get_desktop(0);
+    const gint apps = atspi_accessible_get_child_count(desktop, nullptr);
+    for (gint i = 0; i < apps; ++i) {
+        AtspiAccessible* app = atspi_accessible_get_child_at_index(desktop, i, nullptr);
+        if (app && qint64(atspi_accessible_get_process_id(app, nullptr)) == processId) {
+            int budget = 2000;
+            dumpNode(app, 0, budget);
+        }
+        g_clear_object(&app);
+    }
+    g_object_unref(desktop);
+    return 0;
+}
 
 } // namespace
 
 // The desktop application in a real X session with a tray: windows, menu, gestures, shortcuts, the
-// single instance, and a request end to end in a text editor.
+// panel under the window manager and a screen reader, the single instance, and a request end to end
+// in a text editor.
 class TestAppDesktop : public QObject
 {
     Q_OBJECT
@@ -97,16 +208,11 @@ private:
     std::unique_ptr<ScriptedServer> m_server;
     std::unique_ptr<RunningService> m_service;
     quint64 m_editorWindow = 0;
+    std::unique_ptr<EditorDriver> m_editor;
 
     QString configPath() const { return m_dir.filePath(QStringLiteral("config/config.json")); }
     Phase::Kind phase() const { return m_app->session().phase().kind; }
-    QStringList menuTitles() const
-    {
-        QStringList titles;
-        for (const QAction* action : m_app->menu()->actions())
-            titles << action->text();
-        return titles;
-    }
+    AgentPanel* panel() const { return qobject_cast<AgentPanel*>(m_app->panel()); }
     QAction* menuItem(const QString& title) const
     {
         for (QAction* action : m_app->menu()->actions()) {
@@ -127,10 +233,13 @@ private:
         // The windows of the launch take the focus once; only then may a test give it elsewhere.
         QTRY_VERIFY(QApplication::activeWindow());
     }
+    // Signed in to a scripted service, with the home window of the launch closed.
     void launchSignedInToScript()
     {
         m_server = std::make_unique<ScriptedServer>();
         launch(AgentConfig{m_server->url().toString(), QStringLiteral("tok"), email});
+        for (QWidget* window : visibleWindows(QStringLiteral("Tavrin")))
+            window->close();
     }
     // Signed in to the reference service, whose offline engine answers every request.
     void launchSignedInToService()
@@ -143,6 +252,57 @@ private:
         launch(AgentConfig::load());
     }
     bool key(const QString& chord) { return xdotool({"key", "--clearmodifiers", chord}).has_value(); }
+    // The editor in front with this text, the given part selected.
+    void frontEditor(const QString& text, int start, int end)
+    {
+        QVERIFY(m_editor->setText(text));
+        QVERIFY(m_editor->select(start, end));
+        QVERIFY(activate(m_editorWindow));
+    }
+    // The editor's text once it is the expected one, or the last reading. A reading can time out while the
+    // editor is busy with a paste and then comes back empty, so a match is never read a second time.
+    QString editorTextOnceItIs(const QString& expected) const
+    {
+        QString text;
+        (void)QTest::qWaitFor([&] { return (text = m_editor->text()) == expected; }, 15000);
+        return text;
+    }
+    void tapInTheEditor()
+    {
+        QVERIFY(activate(m_editorWindow));
+        QVERIFY(key(QStringLiteral("alt+space")));
+        QTRY_COMPARE(phase(), Phase::Typing);
+        QTRY_VERIFY(panel()->isVisible());
+    }
+    // The window manager keeps the states it honours, so reading them back shows they took; openbox
+    // shows "every workspace" as desktop 0xFFFFFFFF rather than the sticky state.
+    bool panelFloatsAboveEveryWorkspace() const
+    {
+        return QTest::qWaitFor(
+            [this] {
+                const QByteArray states =
+                    run(QStringLiteral("xprop"),
+                        {"-id", QString::number(panel()->winId()), "_NET_WM_STATE", "_NET_WM_DESKTOP"})
+                        .value_or(QByteArray());
+                return states.contains("_NET_WM_STATE_SKIP_TASKBAR") &&
+                       states.contains("_NET_WM_STATE_SKIP_PAGER") &&
+                       states.contains("_NET_WM_STATE_ABOVE") && states.contains("4294967295");
+            },
+            5000);
+    }
+    // What a screen reader reads of this process: the showing objects, one role and name a line.
+    void screenReaderReads(const QStringList& expected, const QString& onceNamed)
+    {
+        const QByteArray dump =
+            run(QCoreApplication::applicationFilePath(),
+                {"--dump-accessible", QString::number(QCoreApplication::applicationPid())})
+                .value_or(QByteArray());
+        const QStringList tree = QString::fromUtf8(dump).split(u'\n', Qt::SkipEmptyParts);
+        for (const QString& line : expected)
+            QVERIFY2(tree.contains(line), qPrintable(tree.join(u'\n')));
+        QVERIFY2(tree.filter(QRegularExpression(u'\t' + onceNamed + u'$')).size() == 1,
+                 qPrintable(tree.join(u'\n')));
+    }
 
 private slots:
     void initTestCase()
@@ -154,6 +314,8 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(QSystemTrayIcon::isSystemTrayAvailable(), 10000);
         m_editorWindow = windowOfClass(QStringLiteral("mousepad"));
         QVERIFY(m_editorWindow);
+        m_editor = std::make_unique<EditorDriver>(processOfWindow(m_editorWindow));
+        QTRY_VERIFY_WITH_TIMEOUT(m_editor->isReady(), 10000);
     }
 
     void cleanupTestCase()
@@ -170,17 +332,10 @@ private slots:
         for (QWidget* widget : QApplication::topLevelWidgets())
             widget->close();
         QSettings().clear();
+        QApplication::setPalette(QPalette());
     }
 
-    void launchSignedOut()
-    {
-        launch(std::nullopt);
-        QTRY_COMPARE(visibleWindows(QStringLiteral("Tavrin")).size(), 1);
-        QCOMPARE(visibleWindows(QStringLiteral("Sign in to Tavrin")).size(), 1);
-        QVERIFY(menuTitles().contains(QStringLiteral("Sign in…")));
-        QVERIFY(!menuTitles().contains(QStringLiteral("Search Tavrin history…")));
-    }
-
+    // Signed in without an e-mail at launch, then the menu and the windows driven directly.
     void launchSignedInWithoutEmail()
     {
         launch(AgentConfig{QStringLiteral("https://tavrin.example"), QStringLiteral("tok"), std::nullopt});
@@ -189,13 +344,31 @@ private slots:
         QAction* account = menuItem(QStringLiteral("Signed in: tavrin.example"));
         QVERIFY(account);
         QVERIFY(!account->isEnabled());
-        QVERIFY(menuTitles().contains(QStringLiteral("Search Tavrin history…")));
+        QVERIFY(menuItem(QStringLiteral("Search Tavrin history…")));
+
+        QVERIFY(!Preferences::autoInsert());
+        for (const bool expected : {true, false}) {
+            menuItem(QStringLiteral("Auto-insert answers"))->trigger();
+            QCOMPARE(Preferences::autoInsert(), expected);
+            QCOMPARE(menuItem(QStringLiteral("Auto-insert answers"))->isChecked(), expected);
+        }
+        m_app->showSignIn();
+        m_app->showSignIn();
+        QTRY_COMPARE(visibleWindows(QStringLiteral("Sign in to Tavrin")).size(), 1);
+        m_app->showPair();
+        m_app->showPair();
+        QTRY_COMPARE(visibleWindows(QStringLiteral("Add iPhone")).size(), 2);
     }
 
-    void watcherFollowsTheCommandLine()
+    // Signed out at launch, then signed in and out again from the command line; the folder exists now.
+    void launchSignedOutAndFollowTheCommandLine()
     {
         RunningService service(accountService());
         launch(std::nullopt);
+        QTRY_COMPARE(visibleWindows(QStringLiteral("Tavrin")).size(), 1);
+        QCOMPARE(visibleWindows(QStringLiteral("Sign in to Tavrin")).size(), 1);
+        QVERIFY(menuItem(QStringLiteral("Sign in…")));
+        QVERIFY(!menuItem(QStringLiteral("Search Tavrin history…")));
         QSignalSpy rebuilt(m_app.get(), &AppDelegate::menuRebuilt);
         const TavrinProcess::Environment environment = {{"MORVIK_CONFIG_PATH", configPath()},
                                                         {"MORVIK_PASSWORD", password}};
@@ -214,40 +387,52 @@ private slots:
         QCOMPARE(rebuilt.count(), 1);
     }
 
-    void autoInsertTwiceReturnsToItsFirstValue()
-    {
-        launch(std::nullopt);
-        QVERIFY(!Preferences::autoInsert());
-        menuItem(QStringLiteral("Auto-insert answers"))->trigger();
-        QVERIFY(Preferences::autoInsert());
-        QVERIFY(menuItem(QStringLiteral("Auto-insert answers"))->isChecked());
-        menuItem(QStringLiteral("Auto-insert answers"))->trigger();
-        QVERIFY(!Preferences::autoInsert());
-        QVERIFY(!menuItem(QStringLiteral("Auto-insert answers"))->isChecked());
-    }
-
-    void oneSignInWindowAndAPairingWindowPerCall()
-    {
-        launch(AgentConfig{QStringLiteral("https://tavrin.example"), QStringLiteral("tok"), email});
-        m_app->showSignIn();
-        m_app->showSignIn();
-        QTRY_COMPARE(visibleWindows(QStringLiteral("Sign in to Tavrin")).size(), 1);
-        m_app->showPair();
-        m_app->showPair();
-        QTRY_COMPARE(visibleWindows(QStringLiteral("Add iPhone")).size(), 2);
-    }
-
+    // The panel takes the keyboard, floats above every workspace out of the taskbar, keeps its top edge
+    // while the answer grows, and reads out to a screen reader; a press of the shortcut closes it.
     void tapOpensThePanelForTypingAndAPressClosesIt()
     {
         launchSignedInToScript();
-        QVERIFY(activate(m_editorWindow));
-        QVERIFY(key(QStringLiteral("alt+space")));
-        QTRY_COMPARE(phase(), Phase::Typing);
-        QTRY_VERIFY(m_app->panel()->isVisible());
+        frontEditor(QString(), 0, 0);
+        tapInTheEditor();
         QTRY_COMPARE_WITH_TIMEOUT(QApplication::activeWindow(), m_app->panel(), 15000);
+        QVERIFY(panelFloatsAboveEveryWorkspace());
+        screenReaderReads(
+            {"label\tTavrin", "push button\tAsk \u23CE", "check box\tAuto-insert", "push button\tClose"},
+            QStringLiteral("Request"));
+
+        // Only the panel's request goes to this server: the home window's account checks, which come
+        // when they will, go to the other.
+        ScriptedServer answers;
+        m_app->session().setConfig(AgentConfig{answers.url().toString(), QStringLiteral("tok"), email});
+        QStringList lines;
+        for (int line = 1; line <= 12; ++line)
+            lines.append(QStringLiteral("Line %1 of a longer answer").arg(line));
+        answers.enqueue(
+            ScriptedResponse()
+                .part(streamEvent("delta", "{\"t\":\"First line\"}"))
+                .heldPart(streamEvent("delta", "{\"t\":\"\\n" + lines.join("\\n").toUtf8() + "\"}") +
+                          streamEvent("done", "{\"ms\":900,\"route\":\"fast\"}")));
+        m_app->session().setRequest(QStringLiteral("reply yes"));
+        m_app->session().send();
+        QTRY_COMPARE(m_app->session().answer(), QStringLiteral("First line"));
+        QTRY_COMPARE(xGeometry(panel()->winId()).size(), panel()->size());
+        const QRect oneLine = xGeometry(panel()->winId());
+        QCOMPARE(panel()->anchorTop(), oneLine.top());
+        answers.release();
+        QTRY_COMPARE(m_app->session().routeLabel(), QStringLiteral("fast \u00B7 0.9s"));
+        QTRY_VERIFY(panel()->height() > oneLine.height() + 100);
+        QTRY_COMPARE(xGeometry(panel()->winId()).size(), panel()->size());
+        QCOMPARE(xGeometry(panel()->winId()).topLeft(), oneLine.topLeft());
+        screenReaderReads({"label\tReady", "label\t\u201Creply yes\u201D", "push button\tInsert \u23CE",
+                           "push button\tCopy", "push button\tTry again", "push button\tShorter",
+                           "push button\tLonger", "label\tfast \u00B7 0.9s"},
+                          QStringLiteral("Answer"));
+
+        // A press during the answer closes it and inserts nothing.
         QVERIFY(key(QStringLiteral("alt+space")));
         QTRY_COMPARE(phase(), Phase::Idle);
-        QTRY_VERIFY(!m_app->panel()->isVisible());
+        QTRY_VERIFY(!panel()->isVisible());
+        QCOMPARE(m_editor->text(), QString());
     }
 
     void holdDictatesAndTheAnswerIsInserted()
@@ -256,61 +441,44 @@ private slots:
         QCOMPARE(QProcess::execute("flite", {"-voice", "kal16", "-t", "make it shorter", "-o", clip}), 0);
         QVERIFY(setClipboard("kept while dictating", QStringLiteral("text/plain")));
         launchSignedInToService();
-        EditorDriver editor(processOfWindow(m_editorWindow));
-        QTRY_VERIFY_WITH_TIMEOUT(editor.isReady(), 10000);
-        QVERIFY(editor.setText(QStringLiteral("Draft: ")));
-        QVERIFY(editor.select(7, 7));
-        QVERIFY(activate(m_editorWindow));
+        frontEditor(QStringLiteral("Draft: "), 7, 7);
 
         QVERIFY(xdotool({"keydown", "alt+space"}));
         QTRY_COMPARE(phase(), Phase::Listening);
         QTRY_VERIFY(m_app->panel()->isVisible());
         // The editor keeps the keyboard while the panel listens.
         QCOMPARE(xdotool({"getactivewindow"}).value_or(QByteArray()).trimmed().toULongLong(), m_editorWindow);
+        QVERIFY(panelFloatsAboveEveryWorkspace());
         QCOMPARE(QProcess::execute("paplay", {"-d", "vmic", clip}), 0);
         QTRY_VERIFY_WITH_TIMEOUT(m_app->session().request().contains(QStringLiteral("shorter")), 5000);
         QVERIFY(xdotool({"keyup", "alt+space"}));
         // A dictated request's answer goes into the editor as soon as it is complete.
         QTRY_COMPARE_WITH_TIMEOUT(phase(), Phase::Idle, 15000);
         QVERIFY(!m_app->session().answer().isEmpty());
-        QTRY_COMPARE_WITH_TIMEOUT(editor.text(), "Draft: " + m_app->session().answer(), 15000);
+        const QString draft = "Draft: " + m_app->session().answer();
+        QCOMPARE(editorTextOnceItIs(draft), draft);
         // The insertion is over once the clipboard is back.
         QTRY_COMPARE_WITH_TIMEOUT(clipboard(QStringLiteral("text/plain")), QByteArray("kept while dictating"),
                                   5000);
     }
 
-    void replyToCopiedTextAndATapDuringTheAnswer()
+    void replyToCopiedText()
     {
         launchSignedInToService();
-        EditorDriver editor(processOfWindow(m_editorWindow));
-        QTRY_VERIFY_WITH_TIMEOUT(editor.isReady(), 10000);
-        QVERIFY(editor.setText(QString()));
         QVERIFY(setClipboard("Lunch at noon?", QStringLiteral("text/plain")));
-        QVERIFY(activate(m_editorWindow));
-        const auto replyAndAnswer = [this] {
-            QVERIFY(key(QStringLiteral("alt+shift+space")));
-            QTRY_COMPARE(phase(), Phase::Typing);
-            QTRY_COMPARE(m_app->session().copied(), QStringLiteral("Lunch at noon?"));
-            QTRY_COMPARE(QApplication::activeWindow(), m_app->panel());
-            // Return with nothing typed drafts a reply to the copied message.
-            QVERIFY(key(QStringLiteral("Return")));
-            QTRY_COMPARE(m_app->session().request(), Session::replyRequest);
-            QTRY_VERIFY_WITH_TIMEOUT(m_app->session().routeLabel().endsWith(u's'), 10000);
-            QCOMPARE(phase(), Phase::Answer);
-        };
-
-        // A tap of the ask shortcut while the answer shows closes it and inserts nothing.
-        replyAndAnswer();
-        QVERIFY(key(QStringLiteral("alt+space")));
-        QTRY_COMPARE(phase(), Phase::Idle);
-        QTRY_VERIFY(!m_app->panel()->isVisible());
-        QCOMPARE(editor.text(), QString());
-
-        QVERIFY(activate(m_editorWindow));
-        replyAndAnswer();
+        frontEditor(QString(), 0, 0);
+        QVERIFY(key(QStringLiteral("alt+shift+space")));
+        QTRY_COMPARE(phase(), Phase::Typing);
+        QTRY_COMPARE(m_app->session().copied(), QStringLiteral("Lunch at noon?"));
+        QTRY_COMPARE(QApplication::activeWindow(), m_app->panel());
+        // Return with nothing typed drafts a reply to the copied message.
+        QVERIFY(key(QStringLiteral("Return")));
+        QTRY_COMPARE(m_app->session().request(), Session::replyRequest);
+        QTRY_VERIFY_WITH_TIMEOUT(m_app->session().routeLabel().endsWith(u's'), 10000);
+        QCOMPARE(phase(), Phase::Answer);
         const QString answer = m_app->session().answer();
         m_app->session().insert();
-        QTRY_COMPARE_WITH_TIMEOUT(editor.text(), answer, 15000);
+        QCOMPARE(editorTextOnceItIs(answer), answer);
         QTRY_COMPARE_WITH_TIMEOUT(clipboard(QStringLiteral("text/plain")), QByteArray("Lunch at noon?"),
                                   5000);
 
@@ -338,20 +506,20 @@ private slots:
         QVERIFY(key(QStringLiteral("ctrl+alt+k")));
         QTRY_COMPARE(Preferences::askShortcut(), QStringLiteral("Ctrl+Alt+K"));
         QVERIFY(menuItem(QStringLiteral("Ask (tap Ctrl+Alt+K · hold to talk)")));
+        QVERIFY(menuItem(QStringLiteral("Reply to copied text (Ctrl+Alt+Shift+K)")));
         QVERIFY(activate(m_editorWindow));
         QVERIFY(key(QStringLiteral("ctrl+alt+k")));
         QTRY_COMPARE(phase(), Phase::Typing);
+        // The reply shortcut moved with it: a press of it closes the panel.
+        QVERIFY(key(QStringLiteral("ctrl+alt+shift+k")));
+        QTRY_COMPARE(phase(), Phase::Idle);
     }
 
     void requestEndToEndInTheEditor()
     {
         QVERIFY(setClipboard("kept on the clipboard", QStringLiteral("text/plain")));
         launchSignedInToService();
-        EditorDriver editor(processOfWindow(m_editorWindow));
-        QTRY_VERIFY_WITH_TIMEOUT(editor.isReady(), 10000);
-        QVERIFY(editor.setText(QStringLiteral("The meeting is on Monday.")));
-        QVERIFY(editor.select(18, 24));
-        QVERIFY(activate(m_editorWindow));
+        frontEditor(QStringLiteral("The meeting is on Monday."), 18, 24);
 
         QVERIFY(key(QStringLiteral("alt+space")));
         QTRY_COMPARE_WITH_TIMEOUT(QApplication::activeWindow(), m_app->panel(), 15000);
@@ -365,9 +533,39 @@ private slots:
         const QString answer = m_app->session().answer();
         QVERIFY(!answer.isEmpty());
         QVERIFY(key(QStringLiteral("Return")));
-        QTRY_COMPARE_WITH_TIMEOUT(editor.text(), "The meeting is on " + answer + ".", 15000);
+        const QString edited = "The meeting is on " + answer + ".";
+        QCOMPARE(editorTextOnceItIs(edited), edited);
         QTRY_COMPARE_WITH_TIMEOUT(clipboard(QStringLiteral("text/plain")),
                                   QByteArray("kept on the clipboard"), 5000);
+    }
+
+    void cornersShowWhatIsBehind_data()
+    {
+        QTest::addColumn<bool>("compositor");
+        QTest::newRow("with a compositor") << true;
+        QTest::newRow("without") << false;
+    }
+    void cornersShowWhatIsBehind()
+    {
+        QFETCH(bool, compositor);
+        // The editor fills the screen with white behind the panel, which is dark.
+        QVERIFY(xdotool({"windowsize", QString::number(m_editorWindow), "1280", "800"}));
+        QVERIFY(xdotool({"windowmove", QString::number(m_editorWindow), "0", "0"}));
+        QVERIFY(m_editor->setText(QString()));
+        QProcess composer;
+        if (compositor)
+            QVERIFY(startCompositor(composer, m_editorWindow));
+        launchSignedInToScript();
+        QApplication::setPalette(darkPalette());
+        tapInTheEditor();
+        QVERIFY(QTest::qWaitForWindowExposed(m_app->panel()));
+        const QRect frame = xGeometry(panel()->winId());
+        // Once the panel shows (dark inside its edge), its corner is the white editor: a black corner is a
+        // window drawn without its transparency.
+        QTRY_VERIFY_WITH_TIMEOUT(
+            lightnessAt(frame.topLeft() + QPoint(24, 4)) < 100 && lightnessAt(frame.topLeft()) > 200, 10000);
+        composer.terminate();
+        composer.waitForFinished();
     }
 
     // The real program: a second start hands over, --panel opens the panel, windows close without quitting.
@@ -378,46 +576,32 @@ private slots:
         first.start(QStringLiteral(TAVRIN_EXE), {});
         QVERIFY(first.waitForStarted());
         const QByteArray pid = QByteArray::number(first.processId());
-        const auto homeShown = [&] {
-            return xdotool({"search", "--all", "--onlyvisible", "--pid", pid, "--name", "^Tavrin$"})
-                .has_value();
+        const auto windows = [&](const char* title) {
+            return xdotool({"search", "--all", "--onlyvisible", "--pid", pid, "--name", title})
+                .value_or(QByteArray())
+                .trimmed();
         };
-        QTRY_VERIFY2_WITH_TIMEOUT(homeShown(), first.readAllStandardError().constData(), 15000);
+        const auto handOver = [](const QStringList& arguments) {
+            QProcess later;
+            later.start(QStringLiteral(TAVRIN_EXE), arguments);
+            return later.waitForFinished(10000) && later.exitCode() == 0;
+        };
+        QTRY_VERIFY2_WITH_TIMEOUT(!windows("^Tavrin$").isEmpty(), first.readAllStandardError().constData(),
+                                  15000);
         // Closed as a person would, through the window manager.
         for (const char* title : {"^Sign in to Tavrin$", "^Tavrin$"}) {
             quint64 window = 0;
-            QTRY_VERIFY((window = xdotool({"search", "--all", "--onlyvisible", "--pid", pid, "--name", title})
-                                      .value_or(QByteArray())
-                                      .trimmed()
-                                      .toULongLong()));
+            QTRY_VERIFY((window = windows(title).toULongLong()));
             QVERIFY(activate(window));
             QVERIFY(key(QStringLiteral("alt+F4")));
         }
-        QTRY_VERIFY(!homeShown());
+        QTRY_VERIFY(windows("^Tavrin$").isEmpty());
 
-        QProcess second;
-        second.start(QStringLiteral(TAVRIN_EXE), {});
-        QVERIFY(second.waitForFinished(5000));
-        QCOMPARE(second.exitCode(), 0);
-        QTRY_VERIFY_WITH_TIMEOUT(homeShown(), 5000);
-
+        QVERIFY(handOver({}));
+        QTRY_VERIFY_WITH_TIMEOUT(!windows("^Tavrin$").isEmpty(), 5000);
         // The panel shares the home window's title: two windows of that name once it shows.
-        const auto tavrinWindows = [&] {
-            return xdotool({"search", "--all", "--onlyvisible", "--pid", pid, "--name", "^Tavrin$"})
-                .value_or(QByteArray())
-                .trimmed()
-                .split('\n')
-                .size();
-        };
-        const auto handOver = [](const QString& request) {
-            QProcess later;
-            later.start(QStringLiteral(TAVRIN_EXE), {request});
-            return later.waitForFinished(10000) && later.exitCode() == 0;
-        };
-        QVERIFY(handOver(QStringLiteral("--panel")));
-        QTRY_COMPARE_WITH_TIMEOUT(tavrinWindows(), 2, 10000);
-        // "--ask" without a question is no command: it brings the home window forward too.
-        QVERIFY(handOver(QStringLiteral("--ask")));
+        QVERIFY(handOver({QStringLiteral("--panel")}));
+        QTRY_COMPARE_WITH_TIMEOUT(windows("^Tavrin$").split('\n').size(), 2, 10000);
         QCOMPARE(first.state(), QProcess::Running);
         first.terminate();
         QVERIFY(first.waitForFinished(5000));
@@ -426,6 +610,8 @@ private slots:
 
 int main(int argc, char** argv)
 {
+    if (argc == 3 && qstrcmp(argv[1], "--dump-accessible") == 0)
+        return dumpAccessible(QByteArray(argv[2]).toLongLong());
     if (!DesktopSession::enter())
         return 1;
     QApplication app(argc, argv);
