@@ -60,7 +60,7 @@ private slots:
         row("data before any event line", "data: {\"t\":\"a\"}\n", {});
         row("unknown name replaces the known one", "event: delta\nevent: ping\ndata: {\"t\":\"a\"}\n", {});
         row("no blank after colon", "event:delta\ndata:{\"t\":\"a\"}\n", {Delta{"a"}});
-        row("ASCII and Unicode blanks trimmed", "event:\u00a0delta \t\ndata: \t{\"t\":\"a\"}\u3000\n",
+        row("ASCII and Unicode blanks trimmed", "event:\u00a0delta\u2003 \t\ndata: \t{\"t\":\"a\"}\u3000\n",
             {Delta{"a"}});
         row("leading blank on data line", "event: delta\n data: {\"t\":\"a\"}\n", {});
         row("case-sensitive field names", "Event: delta\nevent: delta\nDATA: {\"t\":\"a\"}\n", {});
