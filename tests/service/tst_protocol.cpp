@@ -69,7 +69,6 @@ private slots:
         row("trailing garbage after the object", "event: delta\ndata: {\"t\":\"a\"} x\n", {});
         row("comments, ids and retries ignored", ": hi\nid: 4\nretry: 10\nevent: reset\ndata: {}\n",
             {Reset{}});
-        row("reset needs a JSON object", "event: reset\ndata: nope\n", {});
         row("done: integer, integral float, fraction, string",
             "event: done\ndata: {\"ms\":1520}\ndata: {\"ms\":7.0,\"route\":\"r\"}\ndata: {\"ms\":1.5}\n"
             "data: {\"ms\":\"9\"}\n",

@@ -177,8 +177,6 @@ private slots:
         QTest::addColumn<QByteArray>("body");
         QTest::addColumn<QByteArray>("neverSent");
         QTest::addColumn<QString>("message");
-        QTest::newRow("401") << 401 << QByteArray() << QByteArray()
-                             << QStringLiteral("This Mac is signed out. Open Tavrin and sign in again.");
         QTest::newRow("201 with events")
             << 201 << delta("x") << QByteArray() << QStringLiteral("Server returned HTTP 201");
         // A valid JSON object, but only if it were read whole: the client stops at its limit.
