@@ -3,38 +3,8 @@
 #include <QDeadlineTimer>
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
-namespace {
-
-// Waits up to a tenth of a second for the socket; false once the server stops.
-bool ready(int socket, short events, const std::atomic<bool>& stopping)
-{
-    pollfd watched{socket, events, 0};
-    while (!stopping) {
-        if (::poll(&watched, 1, 100) > 0)
-            return true;
-    }
-    return false;
-}
-
-bool sendAll(int socket, QByteArrayView bytes, const std::atomic<bool>& stopping, std::atomic<qint64>& sent)
-{
-    while (!bytes.isEmpty()) {
-        if (!ready(socket, POLLOUT, stopping))
-            return false;
-        const ssize_t n = ::send(socket, bytes.data(), static_cast<size_t>(bytes.size()), MSG_NOSIGNAL);
-        if (n <= 0)
-            return false;
-        sent += n;
-        bytes = bytes.sliced(n);
-    }
-    return true;
-}
-
-} // namespace
 
 FloodServer::FloodServer(const QByteArray& head, const QByteArray& part, qint64 total)
     : m_listener(::socket(AF_INET, SOCK_STREAM, 0))
@@ -50,10 +20,16 @@ FloodServer::FloodServer(const QByteArray& head, const QByteArray& part, qint64 
     m_thread = std::thread([this, head, part, total] { serve(head, part, total); });
 }
 
+// Shutting the sockets down wakes the thread from whatever call it is blocked in.
 FloodServer::~FloodServer()
 {
     m_stopping = true;
+    ::shutdown(m_listener, SHUT_RDWR);
+    if (m_socket >= 0)
+        ::shutdown(m_socket, SHUT_RDWR);
     m_thread.join();
+    if (m_socket >= 0)
+        ::close(m_socket);
     ::close(m_listener);
 }
 
@@ -64,28 +40,26 @@ QUrl FloodServer::url() const
 
 void FloodServer::serve(const QByteArray& head, const QByteArray& part, qint64 total)
 {
-    if (!ready(m_listener, POLLIN, m_stopping))
-        return;
-    const int socket = ::accept(m_listener, nullptr, nullptr);
-    if (socket < 0)
+    m_socket = ::accept(m_listener, nullptr, nullptr);
+    // The destructor either saw the socket or is seen here to be stopping.
+    if (m_socket < 0 || m_stopping)
         return;
     QByteArray request;
-    char byte = 0;
-    while (!request.endsWith("\r\n\r\n") && ready(socket, POLLIN, m_stopping) &&
-           ::recv(socket, &byte, 1, 0) == 1)
-        request += byte;
-    const qsizetype field = request.toLower().indexOf("content-length:");
-    qint64 body = field < 0 ? 0 : request.mid(field + 15, 20).trimmed().split('\r').constFirst().toLongLong();
-    while (body > 0 && ready(socket, POLLIN, m_stopping) && ::recv(socket, &byte, 1, 0) == 1)
-        --body;
+    char buffer[4096];
+    ssize_t n = 0;
+    while (!request.contains("\r\n\r\n") && (n = ::recv(m_socket, buffer, sizeof buffer, 0)) > 0)
+        request.append(buffer, n);
     m_hasRequest = true;
     while (!m_released && !m_stopping)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    if (sendAll(socket, head, m_stopping, m_sent)) {
-        while (m_sent < total && sendAll(socket, part, m_stopping, m_sent)) {
+    for (QByteArrayView bytes = head; !m_stopping && m_sent < total; bytes = part) {
+        for (QByteArrayView rest = bytes; !rest.isEmpty(); rest = rest.sliced(n)) {
+            n = ::send(m_socket, rest.data(), size_t(rest.size()), MSG_NOSIGNAL);
+            if (n <= 0)
+                return;
+            m_sent += n;
         }
     }
-    ::close(socket);
 }
 
 void FloodServer::waitUntilStalled(int deadlineMs)

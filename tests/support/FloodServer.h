@@ -28,6 +28,8 @@ private:
 
     int m_listener = -1;
     quint16 m_port = 0;
+    // The accepted connection; the thread never closes it, so that the destructor can shut it down.
+    std::atomic<int> m_socket = -1;
     std::atomic<qint64> m_sent = 0;
     std::atomic<bool> m_hasRequest = false;
     std::atomic<bool> m_released = false;
