@@ -35,7 +35,7 @@ private slots:
                              {{"MORVIK_CONFIG_PATH", config.fileName()}});
         QVERIFY(tavrin.finish());
         QVERIFY2(tavrin.status() == 0, tavrin.out() + tavrin.err());
-        QVERIFY2(tavrin.out().startsWith("route: m (127.0.0.1:" + QByteArray::number(upstream.port()) +
+        QVERIFY2(tavrin.out().startsWith("route: m (127.0.0.1:" + QByteArray::number(upstream.url().port()) +
                                          ")\nLima is the capital.\ndone: m in "),
                  tavrin.out().constData());
 

@@ -68,10 +68,7 @@ ScriptedResponse stream(const QList<QByteArray>& chunks)
 
 ScriptedResponse failure(int status, const QByteArray& body)
 {
-    return ScriptedResponse(status)
-        .header("Content-Type", "application/json")
-        .part(body)
-        .framing(ScriptedResponse::Framing::ContentLength);
+    return ScriptedResponse(status).header("Content-Type", "application/json").part(body);
 }
 
 const QByteArray done = "data: [DONE]\n\n";
@@ -101,7 +98,7 @@ private:
 
 QString nameOf(const ScriptedServer& server)
 {
-    return QStringLiteral("127.0.0.1:%1").arg(server.port());
+    return QStringLiteral("127.0.0.1:%1").arg(server.url().port());
 }
 
 } // namespace
