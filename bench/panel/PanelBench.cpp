@@ -7,6 +7,7 @@
 #include "app/AgentPanel.h"
 #include "desktop/DesktopPlatform.h"
 #include "desktop/Dictation.h"
+#include "desktop/FloatingWindowPlatform.h"
 #include "platform/Platform.h"
 #include "session/Session.h"
 #include "views/AnswerText.h"
@@ -144,11 +145,12 @@ void BM_ShowPanel(benchmark::State& state)
 {
     const bool makeKey = state.range(0) != 0;
     const auto desktop = Platform::createDesktop();
+    const auto windows = Platform::createFloatingWindows();
     auto session = makeSession(*desktop);
     session->begin(false, false);
     QElapsedTimer creation;
     creation.start();
-    AgentPanel panel(*session);
+    AgentPanel panel(*session, *windows);
     const double created = double(creation.nsecsElapsed()) / 1e6;
     const double first = showToExposed(panel, makeKey);
     hideAndSettle(panel);
