@@ -213,28 +213,41 @@ void SegmentedPicker::paintEvent(QPaintEvent*)
     painter.drawRoundedRect(QRectF(rect()), 7, 7);
 }
 
-BusySpinner::BusySpinner(QWidget* parent) : QWidget(parent)
+BusySpinner::BusySpinner(QWidget* parent, Shape shape) : QProgressBar(parent), m_shape(shape)
 {
-    setAccessibleName(QStringLiteral("Working"));
-    setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+    setRange(0, 0);
+    setTextVisible(false);
+    setFixedSize(shape.diameter, shape.diameter);
+    setAccessibleName(tr("Working"));
     m_turn.setStartValue(0.0);
     m_turn.setEndValue(360.0);
     m_turn.setDuration(900);
     m_turn.setLoopCount(-1);
     connect(&m_turn, &QVariantAnimation::valueChanged, this, qOverload<>(&QWidget::update));
-    m_turn.start();
 }
 
 void BusySpinner::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    const QRectF ring = QRectF(rect()).adjusted(3, 3, -3, -3);
+    const QRectF ring = QRectF(rect()).adjusted(m_shape.inset, m_shape.inset, -m_shape.inset, -m_shape.inset);
     QColor track = Theme::mutedForeground();
     track.setAlphaF(0.25);
-    painter.setPen(QPen(track, 2.2));
+    painter.setPen(QPen(track, m_shape.stroke));
     painter.drawEllipse(ring);
-    painter.setPen(QPen(Theme::mutedForeground(), 2.2, Qt::SolidLine, Qt::RoundCap));
-    const int start = int(-m_turn.currentValue().toReal() * 16);
+    painter.setPen(QPen(Theme::mutedForeground(), m_shape.stroke, Qt::SolidLine, Qt::RoundCap));
+    const int start = -int(m_turn.currentValue().toReal() * 16);
     painter.drawArc(ring, start, 100 * 16);
+}
+
+void BusySpinner::showEvent(QShowEvent* event)
+{
+    m_turn.start();
+    QProgressBar::showEvent(event);
+}
+
+void BusySpinner::hideEvent(QHideEvent* event)
+{
+    m_turn.stop();
+    QProgressBar::hideEvent(event);
 }

@@ -8,6 +8,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QList>
+#include <QProgressBar>
 #include <QVariantAnimation>
 
 class QVBoxLayout;
@@ -106,18 +107,29 @@ private:
     int m_current = 0;
 };
 
-// A small spinning indicator drawn in the muted foreground colour, shown while something loads.
-class BusySpinner : public QWidget
+// A small arc that turns in the muted foreground colour while something loads: a progress bar without
+// a range, so that screen readers announce it as busy. It turns only while it is shown.
+class BusySpinner : public QProgressBar
 {
     Q_OBJECT
 public:
-    explicit BusySpinner(QWidget* parent = nullptr);
+    struct Shape
+    {
+        int diameter;
+        qreal inset;
+        qreal stroke;
+    };
+    static constexpr Shape windowShape{22, 3, 2.2};
+    static constexpr Shape panelShape{12, 1.5, 1.8};
 
-    QSize sizeHint() const override { return {22, 22}; }
+    explicit BusySpinner(QWidget* parent = nullptr, Shape shape = windowShape);
 
 protected:
     void paintEvent(QPaintEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
 
 private:
+    Shape m_shape;
     QVariantAnimation m_turn;
 };
