@@ -2,9 +2,7 @@
 #include "desktop/Keystroke.h"
 #include "desktop/PendingInsertion.h"
 
-#include <QPointer>
 #include <QTest>
-#include <memory>
 
 namespace {
 
@@ -35,7 +33,6 @@ class TestKeystroke : public QObject
 private slots:
     void pastesThenRestores_data();
     void pastesThenRestores();
-    void endsWithThePlatform();
 };
 
 void TestKeystroke::pastesThenRestores_data()
@@ -86,17 +83,6 @@ void TestKeystroke::pastesThenRestores()
     QCOMPARE(platform.board.selection, earlierSelection);
     QCOMPARE(platform.board.contents, copiedMeanwhile ? newer : richContents);
     QCOMPARE(platform.keys.sent.size(), 1);
-}
-
-void TestKeystroke::endsWithThePlatform()
-{
-    auto platform = std::make_unique<FakeDesktopPlatform>();
-    Keystroke::insert(*platform, "answer", editor);
-    QTRY_COMPARE(platform->keys.sent.size(), 1);
-    const QPointer<PendingInsertion> insertion = platform->pendingWork().findChild<PendingInsertion*>();
-    QVERIFY(insertion);
-    platform.reset();
-    QVERIFY(insertion.isNull());
 }
 
 QTEST_GUILESS_MAIN(TestKeystroke)
