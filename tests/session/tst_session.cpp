@@ -158,20 +158,6 @@ private slots:
         QVERIFY(!pasted());
     }
 
-    void releasingInSilenceFallsBackToTyping()
-    {
-        m_session->begin(true, false);
-        m_session->finishListening();
-        QTRY_COMPARE(phase(), Phase::Typing);
-        QCOMPARE(m_session->request(), QString());
-        QVERIFY(!m_session->autoInsert());
-        answerWith(helloAnswer);
-        m_session->setRequest(QStringLiteral("typed instead"));
-        m_session->send();
-        QTRY_COMPARE(m_session->routeLabel(), QStringLiteral("fast · 1.5s"));
-        QVERIFY(!pasted());
-    }
-
     void closingWhileTheTranscriptIsOnItsWayStaysClosed()
     {
         m_recognizer->setAnswersAtEnd(false);
@@ -185,15 +171,6 @@ private slots:
         QCoreApplication::processEvents(); // the cancelled transcript is handed over here
         QCOMPARE(phase(), Phase::Idle);
         QVERIFY(m_server->requests().isEmpty());
-    }
-
-    void thePreferenceInsertsTypedAnswers()
-    {
-        Preferences::setAutoInsert(true);
-        answerWith(helloAnswer);
-        ask(QStringLiteral("x"));
-        QTRY_VERIFY(pasted());
-        QCOMPARE(m_desktop->keys.activated.value(0).name, QStringLiteral("Mousepad"));
     }
 
     void closeWhileThinkingIsSilent()
@@ -237,8 +214,6 @@ private slots:
         QTest::newRow("signed out on the service")
             << QByteArray() << 401
             << QStringLiteral("This Mac is signed out. Open Tavrin and sign in again.");
-        QTest::newRow("nothing but a route and a reset")
-            << events({{"route", R"({"route":"r"})"}, {"reset", "{}"}}) << 200 << Session::emptyAnswer;
     }
     void streamsThatFailOrSayNothingEndInAnError()
     {
@@ -248,26 +223,6 @@ private slots:
         m_server->enqueue(ScriptedResponse(status).part(stream));
         ask(QStringLiteral("x"));
         QTRY_COMPARE(m_session->phase(), (Phase{Phase::Error, message}));
-    }
-
-    void insertAndCopy()
-    {
-        m_session->begin(false, false);
-        m_session->insert();
-        QCOMPARE(phase(), Phase::Typing);
-        QCOMPARE(m_closes, 0);
-
-        answerWith(helloAnswer);
-        m_session->setRequest(QStringLiteral("x"));
-        m_session->send();
-        QTRY_COMPARE(m_session->answer(), QStringLiteral("Hello"));
-        m_session->copy();
-        QCOMPARE(m_desktop->board.text(), QStringLiteral("Hello"));
-        QCOMPARE(phase(), Phase::Answer);
-        m_session->insert();
-        QCOMPARE(phase(), Phase::Idle);
-        QCOMPARE(m_closes, 1);
-        QTRY_VERIFY(pasted());
     }
 };
 
