@@ -51,7 +51,6 @@ private slots:
         const QString cwd = QDir::currentPath();
         QTest::newRow("unset or empty: home")
             << QByteArray() << QStringLiteral("/home/ana/.drovane/config.json");
-        QTest::newRow("absolute, literal") << QByteArray("/etc/x/c.json") << QStringLiteral("/etc/x/c.json");
         QTest::newRow("relative to the working directory") << QByteArray("a/c.json") << cwd + "/a/c.json";
     }
     void locationRules()
@@ -70,8 +69,6 @@ private slots:
                                                 "  \"serverURL\" : \"https:\\/\\/h.example\\/base\",\n"
                                                 "  \"token\" : \"t\\\"k\"\n"
                                                 "}"));
-        const AgentConfig withoutEmail{QStringLiteral("u"), QStringLiteral("t"), std::nullopt};
-        QCOMPARE(withoutEmail.encode(), QByteArray("{\n  \"serverURL\" : \"u\",\n  \"token\" : \"t\"\n}"));
     }
 
     void decodes_data()
@@ -118,18 +115,11 @@ private slots:
         QCOMPARE(AgentConfig::load(), changed);
     }
 
-    void legacyPairingLinkRoundTrips_data()
-    {
-        QTest::addColumn<QString>("server");
-        QTest::addColumn<QString>("token");
-        QTest::newRow("query delimiters")
-            << QStringLiteral("http://h:8080/p?a=1&b=2") << QStringLiteral("a+b=c&d%20 e");
-        QTest::newRow("non-ASCII") << QStringLiteral("https://hé.example/ü") << QStringLiteral("tök#n");
-    }
+    // Query delimiters in the server and the token must not leak into the link's own query.
     void legacyPairingLinkRoundTrips()
     {
-        QFETCH(QString, server);
-        QFETCH(QString, token);
+        const QString server = QStringLiteral("http://h:8080/p?a=1&b=2");
+        const QString token = QStringLiteral("a+b=c&d%20 e");
         const auto link = AgentConfig{server, token, std::nullopt}.legacyPairingURL();
         QVERIFY(link.has_value());
         const QList<QPair<QString, QString>> items{{QStringLiteral("url"), server},
