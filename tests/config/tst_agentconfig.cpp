@@ -1,5 +1,4 @@
 #include "config/AgentConfig.h"
-#include "config/PrivateFile.h"
 
 #include <QDir>
 #include <QFile>
@@ -52,9 +51,7 @@ private slots:
         const QString cwd = QDir::currentPath();
         QTest::newRow("unset or empty: home")
             << QByteArray() << QStringLiteral("/home/ana/.drovane/config.json");
-        QTest::newRow("absolute, literal") << QByteArray("/etc/x/c.json") << QStringLiteral("/etc/x/c.json");
         QTest::newRow("relative to the working directory") << QByteArray("a/c.json") << cwd + "/a/c.json";
-        QTest::newRow("a tilde is an ordinary name") << QByteArray("~/c.json") << cwd + "/~/c.json";
     }
     void locationRules()
     {
@@ -72,8 +69,6 @@ private slots:
                                                 "  \"serverURL\" : \"https:\\/\\/h.example\\/base\",\n"
                                                 "  \"token\" : \"t\\\"k\"\n"
                                                 "}"));
-        const AgentConfig withoutEmail{QStringLiteral("u"), QStringLiteral("t"), std::nullopt};
-        QCOMPARE(withoutEmail.encode(), QByteArray("{\n  \"serverURL\" : \"u\",\n  \"token\" : \"t\"\n}"));
     }
 
     void decodes_data()
@@ -82,16 +77,12 @@ private slots:
         QTest::addColumn<bool>("readable");
         QTest::addColumn<QString>("email");
         QTest::newRow("no email") << QByteArray(R"({"serverURL":"u","token":"t"})") << true << QString();
-        QTest::newRow("null email") << QByteArray(R"({"serverURL":"u","token":"t","email":null})") << true
-                                    << QString();
         QTest::newRow("email and extra keys")
             << QByteArray(R"({"serverURL":"u","token":"t","email":"e","x":1})") << true
             << QStringLiteral("e");
         QTest::newRow("token missing") << QByteArray(R"({"serverURL":"u"})") << false << QString();
-        QTest::newRow("token a number") << QByteArray(R"({"serverURL":"u","token":5})") << false << QString();
         QTest::newRow("email a number")
             << QByteArray(R"({"serverURL":"u","token":"t","email":5})") << false << QString();
-        QTest::newRow("an array") << QByteArray(R"(["u","t"])") << false << QString();
         QTest::newRow("not JSON") << QByteArray("serverURL=u") << false << QString();
     }
     void decodes()
@@ -124,31 +115,11 @@ private slots:
         QCOMPARE(AgentConfig::load(), changed);
     }
 
-    void saveReportsTheFileSystemError()
-    {
-        const QString blocker = m_root.filePath(QStringLiteral("blocker"));
-        QFile file(blocker);
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("not a folder") > 0);
-        file.close();
-        const Result<void> made = PrivateFile::makeDirectories(blocker + "/sub");
-        QVERIFY(!made.ok());
-        QVERIFY2(made.error().message.contains(QStringLiteral("blocker")), qPrintable(made.error().message));
-        QCOMPARE(made.error().domain, QStringLiteral("File"));
-    }
-
-    void legacyPairingLinkRoundTrips_data()
-    {
-        QTest::addColumn<QString>("server");
-        QTest::addColumn<QString>("token");
-        QTest::newRow("plain") << QStringLiteral("https://h.example") << QStringLiteral("abc");
-        QTest::newRow("query delimiters")
-            << QStringLiteral("http://h:8080/p?a=1&b=2") << QStringLiteral("a+b=c&d%20 e");
-        QTest::newRow("non-ASCII") << QStringLiteral("https://hé.example/ü") << QStringLiteral("tök#n");
-    }
+    // Query delimiters in the server and the token must not leak into the link's own query.
     void legacyPairingLinkRoundTrips()
     {
-        QFETCH(QString, server);
-        QFETCH(QString, token);
+        const QString server = QStringLiteral("http://h:8080/p?a=1&b=2");
+        const QString token = QStringLiteral("a+b=c&d%20 e");
         const auto link = AgentConfig{server, token, std::nullopt}.legacyPairingURL();
         QVERIFY(link.has_value());
         const QList<QPair<QString, QString>> items{{QStringLiteral("url"), server},

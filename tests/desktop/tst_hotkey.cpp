@@ -3,7 +3,6 @@
 
 #include <QSignalSpy>
 #include <QTest>
-#include <QThread>
 
 namespace {
 
@@ -17,43 +16,8 @@ class TestHotKey : public QObject
     Q_OBJECT
 
 private slots:
-    void deliversOnTheMainThreadInOrder();
     void destroyedHotKeyIsUnregisteredAndItsIdNeverReused();
 };
-
-void TestHotKey::deliversOnTheMainThreadInOrder()
-{
-    FakeDesktopPlatform platform;
-    HotKey askKey(ask, platform.shortcuts);
-    HotKey replyKey(reply, platform.shortcuts);
-    QVERIFY(askKey.isRegistered());
-    QSignalSpy replyPresses(&replyKey, &HotKey::pressed);
-    QStringList events;
-    QList<QThread*> threads;
-    const auto record = [&](const char* event) {
-        events << event;
-        threads << QThread::currentThread();
-    };
-    connect(&askKey, &HotKey::pressed, this, [&] { record("press"); });
-    connect(&askKey, &HotKey::released, this, [&] { record("release"); });
-
-    // Adapters may report from a thread of their own; delivery must still be queued to the main thread,
-    // and reach only the hot key with that id (0 is nobody's).
-    QThread* sender = QThread::create([id = askKey.id()] {
-        HotKey::deliver({HotKey::signature, 0}, true);
-        for (const bool pressed : {true, false, true, false}) {
-            HotKey::deliver({HotKey::signature, id}, pressed);
-        }
-    });
-    sender->start();
-    sender->wait();
-    delete sender;
-
-    QVERIFY(events.isEmpty());
-    QTRY_COMPARE(events, QStringList({"press", "release", "press", "release"}));
-    QCOMPARE(threads, QList<QThread*>(4, QThread::currentThread()));
-    QCOMPARE(replyPresses.count(), 0);
-}
 
 void TestHotKey::destroyedHotKeyIsUnregisteredAndItsIdNeverReused()
 {

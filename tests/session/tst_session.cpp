@@ -1,10 +1,8 @@
-#include "FakeAudioInput.h"
 #include "FakeDesktopPlatform.h"
 #include "FakeSpeechRecognizer.h"
 #include "MakeTestSession.h"
 #include "ScriptedServer.h"
 #include "config/Preferences.h"
-#include "desktop/Dictation.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -40,7 +38,6 @@ private:
     std::unique_ptr<ScriptedServer> m_server;
     std::unique_ptr<Session> m_session;
     FakeSpeechRecognizer* m_recognizer = nullptr;
-    FakeAudioInput* m_microphone = nullptr;
     int m_closes = 0;
 
     QJsonObject lastSent() const
@@ -72,7 +69,6 @@ private slots:
         m_server = std::make_unique<ScriptedServer>();
         SessionDictationFakes fakes;
         m_session = makeTestSession(*m_desktop, &fakes);
-        m_microphone = fakes.microphone;
         m_recognizer = fakes.recognizer;
         m_session->setConfig(AgentConfig{m_server->url().toString(), QStringLiteral("tok"), std::nullopt});
         m_closes = 0;
@@ -122,35 +118,6 @@ private slots:
         QCOMPARE(lastSent().value("after").toString(), QStringLiteral(" three"));
     }
 
-    void emptyRequestsAreIgnored_data()
-    {
-        QTest::addColumn<QString>("clipboard");
-        QTest::addColumn<QString>("request");
-        QTest::newRow("blank clipboard, empty request") << QStringLiteral(" \n ") << QString();
-        QTest::newRow("no reply, blank request") << QString() << QStringLiteral("   \n");
-    }
-    void emptyRequestsAreIgnored()
-    {
-        QFETCH(QString, clipboard);
-        QFETCH(QString, request);
-        m_desktop->board.copyByUser(FakeClipboard::textContents(clipboard));
-        m_session->begin(false, !clipboard.isEmpty());
-        QCOMPARE(m_session->copied(), std::nullopt);
-        m_session->setRequest(request);
-        m_session->send();
-        QCOMPARE(phase(), Phase::Typing);
-        QCOMPARE(m_session->request(), request);
-    }
-
-    void signedOutSendsNothing()
-    {
-        m_session->setConfig(std::nullopt);
-        ask(QStringLiteral("hi"));
-        QCOMPARE(m_session->phase(), (Phase{Phase::Error, Session::notSignedIn}));
-        QTest::qWait(0);
-        QVERIFY(m_server->requests().isEmpty());
-    }
-
     void routeResetDeltaDoneBuildTheLabelsAndAnswer()
     {
         m_server->enqueue(
@@ -166,32 +133,6 @@ private slots:
         QCOMPARE(m_session->answer(), QStringLiteral("Hello"));
         QCOMPARE(phase(), Phase::Answer);
         QVERIFY(!pasted());
-    }
-
-    void linkAnswerCannotBeRefined()
-    {
-        answerWith(events({{"link", "{\"url\":\"https://t.example/job/9\",\"message\":\"Working on it\"}"}}));
-        ask(QStringLiteral("long job"));
-        QTRY_COMPARE(m_session->link(), QUrl(QStringLiteral("https://t.example/job/9")));
-        QCOMPARE(m_session->answer(), QStringLiteral("Working on it"));
-        m_session->refine(QStringLiteral("make it shorter"));
-        QCOMPARE(phase(), Phase::Answer);
-        QCOMPARE(m_server->requests().size(), 1);
-    }
-
-    void dictatedAnswerIsPastedWhenComplete()
-    {
-        m_session->begin(true, false);
-        QCOMPARE(phase(), Phase::Listening);
-        m_recognizer->hear(QStringLiteral("say hello"));
-        QTRY_COMPARE(m_session->request(), QStringLiteral("say hello"));
-        answerWith(helloAnswer);
-        m_session->finishListening();
-        QTRY_VERIFY(pasted());
-        QCOMPARE(phase(), Phase::Idle);
-        QCOMPARE(m_closes, 1);
-        QCOMPARE(m_desktop->keys.sent.first().clipboardText, QStringLiteral("Hello"));
-        QCOMPARE(lastSent().value("text").toString(), QStringLiteral("say hello"));
     }
 
     void warningsAndReworksAreNeverPastedByThemselves()
@@ -217,20 +158,6 @@ private slots:
         QVERIFY(!pasted());
     }
 
-    void releasingInSilenceFallsBackToTyping()
-    {
-        m_session->begin(true, false);
-        m_session->finishListening();
-        QTRY_COMPARE(phase(), Phase::Typing);
-        QCOMPARE(m_session->request(), QString());
-        QVERIFY(!m_session->autoInsert());
-        answerWith(helloAnswer);
-        m_session->setRequest(QStringLiteral("typed instead"));
-        m_session->send();
-        QTRY_COMPARE(m_session->routeLabel(), QStringLiteral("fast · 1.5s"));
-        QVERIFY(!pasted());
-    }
-
     void closingWhileTheTranscriptIsOnItsWayStaysClosed()
     {
         m_recognizer->setAnswersAtEnd(false);
@@ -244,15 +171,6 @@ private slots:
         QCoreApplication::processEvents(); // the cancelled transcript is handed over here
         QCOMPARE(phase(), Phase::Idle);
         QVERIFY(m_server->requests().isEmpty());
-    }
-
-    void thePreferenceInsertsTypedAnswers()
-    {
-        Preferences::setAutoInsert(true);
-        answerWith(helloAnswer);
-        ask(QStringLiteral("x"));
-        QTRY_VERIFY(pasted());
-        QCOMPARE(m_desktop->keys.activated.value(0).name, QStringLiteral("Mousepad"));
     }
 
     void closeWhileThinkingIsSilent()
@@ -296,8 +214,6 @@ private slots:
         QTest::newRow("signed out on the service")
             << QByteArray() << 401
             << QStringLiteral("This Mac is signed out. Open Tavrin and sign in again.");
-        QTest::newRow("nothing but a route and a reset")
-            << events({{"route", R"({"route":"r"})"}, {"reset", "{}"}}) << 200 << Session::emptyAnswer;
     }
     void streamsThatFailOrSayNothingEndInAnError()
     {
@@ -307,26 +223,6 @@ private slots:
         m_server->enqueue(ScriptedResponse(status).part(stream));
         ask(QStringLiteral("x"));
         QTRY_COMPARE(m_session->phase(), (Phase{Phase::Error, message}));
-    }
-
-    void insertAndCopy()
-    {
-        m_session->begin(false, false);
-        m_session->insert();
-        QCOMPARE(phase(), Phase::Typing);
-        QCOMPARE(m_closes, 0);
-
-        answerWith(helloAnswer);
-        m_session->setRequest(QStringLiteral("x"));
-        m_session->send();
-        QTRY_COMPARE(m_session->answer(), QStringLiteral("Hello"));
-        m_session->copy();
-        QCOMPARE(m_desktop->board.text(), QStringLiteral("Hello"));
-        QCOMPARE(phase(), Phase::Answer);
-        m_session->insert();
-        QCOMPARE(phase(), Phase::Idle);
-        QCOMPARE(m_closes, 1);
-        QTRY_VERIFY(pasted());
     }
 };
 
