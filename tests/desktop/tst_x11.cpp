@@ -17,9 +17,11 @@
 #include <QFile>
 #include <QGuiApplication>
 #include <QImage>
+#include <QProcess>
 #include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTimer>
 
 using namespace DesktopSession;
 
@@ -63,6 +65,7 @@ private slots:
     void editorSelection();
     void insertionReplacesEditorSelectionAndRestoresAnImage();
     void insertionIntoTerminal();
+    void silentApplicationNeverStallsTheMainThread();
 
 private:
     // The whole context, once the capture has completed.
@@ -222,6 +225,55 @@ void TestX11::insertionIntoTerminal()
         return output.open(QIODevice::ReadOnly) && output.readAll().contains("inserted-into-xterm");
     };
     QTRY_VERIFY_WITH_TIMEOUT(written(), 5000);
+}
+
+void TestX11::silentApplicationNeverStallsTheMainThread()
+{
+    QProcess silent;
+    silent.start(QStringLiteral(TAVRIN_SILENT_APP), {});
+    QVERIFY(silent.waitForStarted());
+    const auto stop = qScopeGuard([&] {
+        silent.kill();
+        silent.waitForFinished();
+    });
+    quint64 window = 0;
+    QTRY_VERIFY_WITH_TIMEOUT((window = windowOfClass("silent-app")) != 0, 10000);
+    QVERIFY(activate(window));
+    // Well, it answers: its selection arrives with the application.
+    QTRY_COMPARE_WITH_TIMEOUT(captureFocus().selection, "SILENT", 10000);
+
+    silent.write("hang\n");
+    QVERIFY(silent.waitForBytesWritten());
+    QByteArray said;
+    QTRY_VERIFY2((said += silent.readAllStandardOutput()).contains("hanging"),
+                 silent.readAllStandardError().constData());
+
+    // A timer that should fire every millisecond measures how long the main thread was kept away.
+    QElapsedTimer clock;
+    qint64 lastTick = 0;
+    qint64 worstStall = 0;
+    QTimer ticker;
+    ticker.setTimerType(Qt::PreciseTimer);
+    connect(&ticker, &QTimer::timeout, this, [&] {
+        worstStall = qMax(worstStall, clock.elapsed() - lastTick);
+        lastTick = clock.elapsed();
+    });
+    std::optional<FocusContext> completed;
+    clock.start();
+    ticker.start(1);
+    const FocusContext immediate =
+        m_capture->start(this, [&](const FocusContext& context) { completed = context; });
+    worstStall = qMax(worstStall, clock.elapsed());
+    QTRY_VERIFY(completed);
+    ticker.stop();
+    const qint64 deadline = std::chrono::milliseconds(FocusCapture::defaultTextDeadline).count();
+
+    QVERIFY(immediate.app);
+    QCOMPARE(immediate.app->processId, silent.processId());
+    QCOMPARE(*completed, immediate);
+    QVERIFY2(
+        worstStall < deadline,
+        qPrintable(QStringLiteral("the main thread waited %1 ms on the silent application").arg(worstStall)));
 }
 
 int main(int argc, char** argv)
