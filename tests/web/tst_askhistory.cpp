@@ -4,7 +4,6 @@
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
-#include <sqlite3.h>
 
 namespace {
 
@@ -36,18 +35,6 @@ private:
     QString path() const { return m_dir.filePath(QStringLiteral("%1.db").arg(QTest::currentTestFunction())); }
 
 private slots:
-    void aFileFromANewerServiceIsRefused()
-    {
-        sqlite3* db = nullptr;
-        QCOMPARE(sqlite3_open(QFile::encodeName(path()).constData(), &db), SQLITE_OK);
-        QCOMPARE(sqlite3_exec(db, "PRAGMA user_version = 7", nullptr, nullptr, nullptr), SQLITE_OK);
-        sqlite3_close(db);
-        AskHistory history(path(), std::chrono::days(30), systemClock());
-        const std::optional<QString> problem = history.open();
-        QVERIFY(problem);
-        QVERIFY(problem->contains(QStringLiteral("newer")));
-    }
-
     void keptOwnerOnlyAcrossRestarts()
     {
         {
