@@ -1,6 +1,5 @@
 #include "RunningService.h"
 
-#include <QFile>
 #include <QJsonArray>
 #include <QRegularExpression>
 #include <QTemporaryDir>
@@ -109,7 +108,6 @@ private:
         ServiceOptions base;
         base.wordDelay = std::chrono::milliseconds(0);
         base.seed.accounts = {{ana, anaPassword, "pro", "user"}, {bo, boPassword, {}, {}}};
-        base.mailboxPath = m_dir.filePath(QStringLiteral("mailbox-%1").arg(QTest::currentTestFunction()));
         if (history)
             base.historyPath =
                 m_dir.filePath(QStringLiteral("history-%1.db").arg(QTest::currentTestFunction()));
@@ -176,14 +174,6 @@ private:
     }
 
 private slots:
-    void signedOutFormsChangeNothing()
-    {
-        start(options(false));
-        const Page page = m_browser->post(url("app/devices/1/revoke"), {});
-        QCOMPARE(page.status, 303);
-        QCOMPARE(page.location, QByteArray("/signin"));
-    }
-
     void signInSetsAStrictSessionCookie_data()
     {
         QTest::addColumn<bool>("https");
@@ -280,31 +270,6 @@ private slots:
         QCOMPARE(m_api.post(url("auth/login"), {{"email", ana}, {"password", anaPassword}}).status, 429);
     }
 
-    void emailedCodeSignsIn()
-    {
-        start(options(false));
-        const Page signIn = m_browser->get(url("signin"));
-        const Page sent =
-            m_browser->post(url("signin/code"), form({{"csrf", formToken(signIn)}, {"email", ana}}));
-        QCOMPARE(sent.status, 200);
-        QVERIFY(sent.text().contains(QStringLiteral("id=\"code\"")));
-        QFile mailbox(m_dir.filePath(QStringLiteral("mailbox-emailedCodeSignsIn")));
-        QVERIFY(mailbox.open(QIODevice::ReadOnly));
-        const QString code = QRegularExpression(QStringLiteral("\\b(\\d{6})\\b"))
-                                 .match(QString::fromUtf8(mailbox.readAll()))
-                                 .captured(1);
-        QVERIFY(!code.isEmpty());
-
-        const Page wrong = m_browser->post(
-            url("signin/code/verify"), form({{"csrf", formToken(sent)}, {"email", ana}, {"code", "000000"}}));
-        QCOMPARE(wrong.status, 400);
-        QVERIFY(wrong.text().contains(QStringLiteral("wrong or has expired")));
-        const Page right = m_browser->post(url("signin/code/verify"),
-                                           form({{"csrf", formToken(sent)}, {"email", ana}, {"code", code}}));
-        QCOMPARE(right.status, 303);
-        QCOMPARE(app().status, 200);
-    }
-
     void browserSessionsEnd_data()
     {
         QTest::addColumn<QString>("how");
@@ -377,17 +342,6 @@ private slots:
         QVERIFY(!page.contains(QStringLiteral("old request")));
         QVERIFY(page.contains(QStringLiteral("new request")));
         QVERIFY(page.contains(QStringLiteral("kept for 2 days")));
-    }
-
-    void aServiceWithoutAccountsSaysSo()
-    {
-        ServiceOptions sharedTokenOnly;
-        sharedTokenOnly.token = QStringLiteral("shared");
-        start(sharedTokenOnly);
-        const Page page = m_browser->get(url("app"));
-        QCOMPARE(page.status, 404);
-        QVERIFY(page.text().contains(QStringLiteral("shared token only")));
-        QVERIFY(page.policy.contains("default-src 'none'"));
     }
 
     void cleanup()
