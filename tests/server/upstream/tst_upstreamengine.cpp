@@ -1,5 +1,4 @@
 #include "ScriptedServer.h"
-#include "ServiceOptions.h"
 #include "upstream/Prompt.h"
 #include "upstream/UpstreamEngine.h"
 
@@ -66,11 +65,6 @@ ScriptedResponse stream(const QList<QByteArray>& chunks)
     return response;
 }
 
-ScriptedResponse failure(int status, const QByteArray& body)
-{
-    return ScriptedResponse(status).header("Content-Type", "application/json").part(body);
-}
-
 const QByteArray done = "data: [DONE]\n\n";
 
 // The engine blocks its caller, as it does on the service's threads: it runs on a thread of its own
@@ -105,7 +99,7 @@ QString nameOf(const ScriptedServer& server)
 
 Q_DECLARE_METATYPE(ScriptedResponse)
 
-// The engine that answers through an OpenAI-compatible model server, and the options that choose it.
+// The engine that answers through an OpenAI-compatible model server.
 class TestUpstreamEngine : public QObject
 {
     Q_OBJECT
@@ -128,7 +122,9 @@ private slots:
                     "data: {\"choices\":[{\"delta\":{},\"finish_reason\":\"stop\"}]}\r\n\r\n"})
             << QStringList{"delta:Hel", "done:m"};
         QTest::newRow("status with a JSON error")
-            << failure(401, R"({"error":{"message":"Invalid API key","type":"invalid_request_error"}})")
+            << ScriptedResponse(401)
+                   .header("Content-Type", "application/json")
+                   .part(R"({"error":{"message":"Invalid API key","type":"invalid_request_error"}})")
             << QStringList{"error:The model server at %1 answered HTTP 401: Invalid API key"};
         QTest::newRow("error inside the stream")
             << stream({hello, "data: {\"error\":{\"message\":\"out of memory\"}}\n\n", done})
@@ -229,38 +225,6 @@ private slots:
                  (QStringList{"user: <document>Hi, <selection>u r late</selection> again.</document>\n"
                               "<request>fix the tone</request>",
                               "assistant: You are late.", "user: Rework your previous answer: friendlier"}));
-    }
-
-    // What --upstream, --model and --api-key-env turn into, and what they refuse; a base URL and a key
-    // from the environment go through the service end to end in tst_upstreamask.
-    void optionsReadTheUpstream_data()
-    {
-        QTest::addColumn<QStringList>("arguments");
-        QTest::addColumn<QString>("endpoint"); // or the start of the complaint
-        const QStringList model{"--model", "m"};
-        QTest::newRow("trailing slash") << QStringList{"--upstream", " https://api.example.com/v1/ "} + model
-                                        << "https://api.example.com/v1/chat/completions";
-        QTest::newRow("no scheme") << QStringList{"--upstream", "localhost:11434"} + model
-                                   << "--upstream needs an http or https URL";
-        QTest::newRow("credentials in the URL") << QStringList{"--upstream", "http://u:sk-1@h/v1"} + model
-                                                << "--upstream must not carry credentials";
-        QTest::newRow("no model") << QStringList{"--upstream", "http://h/v1"} << "--upstream needs --model";
-        QTest::newRow("key variable unset")
-            << QStringList{"--upstream", "http://h/v1", "--api-key-env", "TEST_UPSTREAM_UNSET"} + model
-            << "The environment variable TEST_UPSTREAM_UNSET named by --api-key-env is not set.";
-    }
-    void optionsReadTheUpstream()
-    {
-        QFETCH(QStringList, arguments);
-        QFETCH(QString, endpoint);
-        qunsetenv("TEST_UPSTREAM_UNSET");
-        const auto parsed = ServiceOptions::parse(QStringList{"tavrin-service", "--token", "T"} + arguments);
-        if (const QString* problem = std::get_if<QString>(&parsed)) {
-            QVERIFY2(!endpoint.isEmpty() && problem->startsWith(endpoint), qPrintable(*problem));
-            return;
-        }
-        const std::optional<UpstreamSettings>& upstream = std::get<ServiceOptions>(parsed).upstream;
-        QCOMPARE(upstream ? upstream->endpoint.toString() : QString(), endpoint);
     }
 };
 
