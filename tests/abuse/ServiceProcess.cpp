@@ -67,13 +67,6 @@ QString writeFile(const QString& path, const QByteArray& content, QFileDevice::P
     return file.fileName();
 }
 
-QString accountsFile(const QString& folder)
-{
-    return writeFile(folder + QStringLiteral("/accounts.json"),
-                     R"({"accounts":[{"email":"ana@example.com","password":"correct horse"}]})",
-                     QFileDevice::ReadOwner | QFileDevice::WriteOwner);
-}
-
 QJsonObject RawReply::json() const
 {
     return QJsonDocument::fromJson(body).object();

@@ -33,8 +33,6 @@ private:
 
 // A file with the given content and permissions: its path, or empty when it could not be written.
 QString writeFile(const QString& path, const QByteArray& content, QFileDevice::Permissions permissions);
-// An owner-only accounts file in the folder with ana@example.com, password "correct horse".
-QString accountsFile(const QString& folder);
 
 // One answer read off a raw connection.
 struct RawReply
