@@ -32,12 +32,6 @@ ServiceProcess::~ServiceProcess()
     m_process.waitForFinished(5000);
 }
 
-void ServiceProcess::crash()
-{
-    m_process.kill();
-    m_process.waitForFinished(10000);
-}
-
 quint16 ServiceProcess::port() const
 {
     return static_cast<quint16>(QUrl(m_url).port());
@@ -71,13 +65,6 @@ QString writeFile(const QString& path, const QByteArray& content, QFileDevice::P
         return {};
     file.setPermissions(permissions);
     return file.fileName();
-}
-
-QString accountsFile(const QString& folder)
-{
-    return writeFile(folder + QStringLiteral("/accounts.json"),
-                     R"({"accounts":[{"email":"ana@example.com","password":"correct horse"}]})",
-                     QFileDevice::ReadOwner | QFileDevice::WriteOwner);
 }
 
 QJsonObject RawReply::json() const

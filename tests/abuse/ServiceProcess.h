@@ -22,8 +22,6 @@ public:
     quint16 port() const;
     // Everything logged so far.
     QByteArray log();
-    // Ends the process the hard way (SIGKILL), as a power cut or the OOM killer would.
-    void crash();
     // The highest resident memory of the process so far, in KiB (VmHWM).
     qint64 peakMemoryKiB() const;
 
@@ -35,8 +33,6 @@ private:
 
 // A file with the given content and permissions: its path, or empty when it could not be written.
 QString writeFile(const QString& path, const QByteArray& content, QFileDevice::Permissions permissions);
-// An owner-only accounts file in the folder with ana@example.com, password "correct horse".
-QString accountsFile(const QString& folder);
 
 // One answer read off a raw connection.
 struct RawReply

@@ -42,9 +42,12 @@ private slots:
                                QFileDevice::ReadGroup)
                      .isEmpty());
         const QString tokenFile = writeFile(m_dir.filePath("token"), "file-token\n", QFileDevice::ReadOwner);
-        m_service = std::make_unique<ServiceProcess>(QStringList{"--accounts", accountsFile(m_dir.path()),
-                                                                 "--mailbox", m_dir.filePath("mailbox"),
-                                                                 "--token-file", tokenFile});
+        const QString accounts =
+            writeFile(m_dir.filePath("accounts.json"),
+                      R"({"accounts":[{"email":"ana@example.com","password":"correct horse"}]})",
+                      QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+        m_service = std::make_unique<ServiceProcess>(QStringList{
+            "--accounts", accounts, "--mailbox", m_dir.filePath("mailbox"), "--token-file", tokenFile});
         QVERIFY(m_service->started());
     }
 

@@ -1,13 +1,10 @@
-#include "PasswordHash.h"
 #include "RunningService.h"
-#include "Secrets.h"
 
 #include <QFile>
 #include <QJsonArray>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QUrlQuery>
 
 namespace {
 
@@ -15,7 +12,6 @@ const QString ana = QStringLiteral("ana@example.com");
 const QString anaPassword = QStringLiteral("correct horse");
 const QString bo = QStringLiteral("bo@example.com");
 const QString boPassword = QStringLiteral("bo's password");
-const QString invite = QStringLiteral("MRV-ABCD-EFGH");
 
 QString emailOf(const Exchange& exchange)
 {
@@ -24,7 +20,7 @@ QString emailOf(const Exchange& exchange)
 
 } // namespace
 
-// The accounts: sign-in, mailed codes, pairing, devices, Google sign-in, limits and the state file.
+// The accounts: sign-in, mailed codes, pairing, devices, limits and the state file.
 class TestAccountRoutes : public QObject
 {
     Q_OBJECT
@@ -46,9 +42,7 @@ private:
         base.token = QStringLiteral("shared");
         base.wordDelay = std::chrono::milliseconds(0);
         base.seed.accounts = {{ana, anaPassword, "pro", "admin"}, {bo, boPassword, {}, {}}};
-        base.seed.invites = {invite};
         base.mailboxPath = mailbox();
-        base.googleStandIn = true;
         return base;
     }
 
@@ -100,33 +94,8 @@ private:
         return m_client.remove(url(QStringLiteral("v1/devices/%1").arg(device)), token).status;
     }
 
-    // The query of the agent's callback after Google's consent page.
-    QUrlQuery consent(const QString& query)
-    {
-        return QUrlQuery(QUrl(QString::fromUtf8(get("auth/google/consent?" + query).location)).query());
-    }
-
-    Exchange complete(const QString& ticket, const QString& code)
-    {
-        return post("auth/social/complete", {{"ticket", ticket}, {"invite", code}});
-    }
-
 private slots:
     void cleanup() { m_running.reset(); }
-
-    void passwordSignInGivesASession()
-    {
-        QCOMPARE(
-            get("auth/config").json(),
-            (QJsonObject{{"google", true}, {"apple_web", false}, {"email", true}, {"invite_only", true}}));
-        const Exchange login = post("auth/login", {{"email", " Ana@Example.com"}, {"password", anaPassword}});
-        QCOMPARE(login.status, 200);
-        const QJsonObject user{{"email", ana}, {"plan", "pro"}, {"role", "admin"}};
-        QCOMPARE(login.json()["user"].toObject(), user);
-        const Exchange me = get("v1/me", login.json()["token"].toString());
-        QCOMPARE(me.status, 200);
-        QCOMPARE(me.json(), (QJsonObject{{"user", user}}));
-    }
 
     void wrongCredentialsTellNothingAboutTheAccount()
     {
@@ -246,57 +215,6 @@ private slots:
         QCOMPARE(get("v1/me", other).status, 200);
     }
 
-    void googleSignInOfAKnownAddressPairs()
-    {
-        const QString state = QStringLiteral("a1-B2_c3&x=\"<y>");
-        const QString start = QStringLiteral("auth/google/start?client=app&state=") +
-                              QString::fromLatin1(QUrl::toPercentEncoding(state));
-        const QByteArray page = get(start).body;
-        QVERIFY(page.contains("<form"));
-        QVERIFY2(page.contains(state.toHtmlEscaped().toUtf8()) && !page.contains("<y>"), page.constData());
-        const Exchange callback = get("auth/google/consent?email=BO@example.com&state=" +
-                                      QString::fromLatin1(QUrl::toPercentEncoding(state)));
-        QCOMPARE(callback.status, 302);
-        QVERIFY(callback.location.startsWith("morvik:"));
-        const QUrlQuery query(QUrl(QString::fromUtf8(callback.location)).query());
-        QCOMPARE(query.queryItemValue("status"), QStringLiteral("ok"));
-        QCOMPARE(query.queryItemValue("state", QUrl::FullyDecoded), state);
-        QCOMPARE(emailOf(post("auth/pair", {{"code", query.queryItemValue("code")}})), bo);
-    }
-
-    void googleSignInOfANewAddressTakesAnInvite()
-    {
-        const QUrlQuery first = consent("email=cy@example.com");
-        QCOMPARE(first.queryItemValue("need"), QStringLiteral("invite"));
-        const QString ticket = first.queryItemValue("ticket");
-        QVERIFY(!ticket.isEmpty());
-        QCOMPARE(complete(ticket, "MRV-WRONG").status, 403);
-        QCOMPARE(complete("made-up-ticket", invite).status, 400);
-        const Exchange created = complete(ticket, invite);
-        QCOMPARE(created.status, 200);
-        QCOMPARE(emailOf(created), QStringLiteral("cy@example.com"));
-        QCOMPARE(complete(ticket, invite).status, 400);
-        const QString guessed = consent("email=eve@example.com").queryItemValue("ticket");
-        for (int guess = 0; guess < 5; ++guess)
-            QCOMPARE(complete(guessed, QStringLiteral("MRV-GUESS-%1").arg(guess)).status, 403);
-        QCOMPARE(complete(guessed, "MRV-GUESS-6").status, 400);
-        QCOMPARE(complete(consent("email=dee@example.com").queryItemValue("ticket"), invite).status, 403);
-        QVERIFY(consent("cancel=1").hasQueryItem("error"));
-    }
-
-    void sharedTokenModeServesNoAccounts()
-    {
-        ServiceOptions tokenOnly;
-        tokenOnly.token = QStringLiteral("shared");
-        start(tokenOnly);
-        // The agent's pairing window takes a 404 whose message names it as the sign of a server without
-        // accounts, and shows the shared-token link instead.
-        const Exchange pairing = m_client.post(ServiceClient::request(url("v1/pairing"), "shared"), {});
-        QCOMPARE(pairing.status, 404);
-        QVERIFY(pairing.json()["error"].toString().contains("404"));
-        QCOMPARE(post("auth/login", {{"email", ana}}).status, 404);
-    }
-
     void dailyLimitAnswers402UntilTheNextDay()
     {
         ServiceOptions limited = options();
@@ -314,32 +232,6 @@ private slots:
         QCOMPARE(ask(token).status, 200);
     }
 
-    void passwordHashes_data()
-    {
-        QTest::addColumn<QString>("stored");
-        QTest::addColumn<QString>("tried");
-        QTest::addColumn<bool>("matches");
-        const QString hash = PasswordHash::make(anaPassword, 1000);
-        QStringList parts = hash.split('$');
-        parts[1] = QString::number(parts[1].toInt() - 1);
-        QTest::newRow("same password") << hash << anaPassword << true;
-        QTest::newRow("other password") << hash << anaPassword + " " << false;
-        QTest::newRow("other iteration count") << parts.join('$') << anaPassword << false;
-        QTest::newRow("plain text stored") << anaPassword << anaPassword << false;
-    }
-    void passwordHashes()
-    {
-        QFETCH(QString, stored);
-        QFETCH(QString, tried);
-        QFETCH(bool, matches);
-        QCOMPARE(PasswordHash::matches(tried, stored), matches);
-    }
-
-    void saltMakesEveryHashDifferent()
-    {
-        QVERIFY(PasswordHash::make(anaPassword, 1000) != PasswordHash::make(anaPassword, 1000));
-    }
-
     void stateKeepsDigestsAndSurvivesARestart()
     {
         ServiceOptions seeded = options();
@@ -348,86 +240,25 @@ private slots:
         const QString kept = signIn();
         const QString revoked = signIn();
         QCOMPARE(revoke(get("v1/devices", revoked).json()["current"].toInt(), kept), 200);
-        QCOMPARE(complete(consent("email=cy@example.com").queryItemValue("ticket"), invite).status, 200);
         m_running.reset();
 
         QFile file(seeded.statePath);
         QVERIFY(file.open(QIODevice::ReadOnly));
         const QByteArray state = file.readAll();
         QVERIFY(state.contains("pbkdf2-sha256$"));
-        for (const QString& secret : {anaPassword, boPassword, kept, revoked, invite})
+        for (const QString& secret : {anaPassword, boPassword, kept, revoked})
             QVERIFY2(!state.contains(secret.toUtf8()), qPrintable(secret));
         QCOMPARE(file.permissions(), QFileDevice::ReadOwner | QFileDevice::WriteOwner |
                                          QFileDevice::ReadUser | QFileDevice::WriteUser);
 
-        // Started again from the state alone, with the same invite offered again.
+        // Started again from the state alone.
         ServiceOptions restarted;
         restarted.statePath = seeded.statePath;
-        restarted.seed.invites = {invite};
-        restarted.googleStandIn = true;
         start(restarted);
         QCOMPARE(get("v1/me", kept).json()["user"].toObject(),
                  (QJsonObject{{"email", ana}, {"plan", "pro"}, {"role", "admin"}}));
         QCOMPARE(get("v1/me", revoked).status, 401);
         QVERIFY(!signIn().isEmpty());
-        QCOMPARE(complete(consent("email=dee@example.com").queryItemValue("ticket"), invite).status, 403);
-    }
-
-    void jsonStateIsMigrated()
-    {
-        const QString token = QStringLiteral("tv_migrated-token");
-        const QJsonObject json{
-            {"version", 1},
-            {"accounts", QJsonArray{QJsonObject{{"email", ana},
-                                                {"password_pbkdf2", PasswordHash::make(anaPassword, 1000)},
-                                                {"plan", "pro"},
-                                                {"role", "admin"}}}},
-            {"devices", QJsonArray{QJsonObject{{"id", 4},
-                                               {"email", ana},
-                                               {"token_sha256", Secrets::digest(token)},
-                                               {"name", "old laptop"},
-                                               {"client", "app"},
-                                               {"platform", "mac"},
-                                               {"created", "2026-03-01T10:00:00Z"}}}},
-            {"next_device", 7},
-            {"used_invites_sha256", QJsonArray{Secrets::digest(invite)}},
-            {"usage", QJsonObject{}}};
-        ServiceOptions migrating;
-        migrating.statePath = m_dir.filePath("migrating.state");
-        migrating.seed.invites = {invite};
-        migrating.googleStandIn = true;
-        QFile file(migrating.statePath);
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(QJsonDocument(json).toJson()) > 0);
-        file.close();
-        start(migrating);
-        QVERIFY(QFile::exists(migrating.statePath + ".json-before-sqlite"));
-        QCOMPARE(emailOf(get("v1/me", token)), ana);
-        QCOMPARE(complete(consent("email=cy@example.com").queryItemValue("ticket"), invite).status, 403);
-        const QString fresh = signIn();
-        QCOMPARE(get("v1/devices", fresh).json()["current"].toInt(), 7);
-        m_running.reset();
-        start(migrating);
-        QCOMPARE(emailOf(get("v1/me", token)), ana);
-        QCOMPARE(emailOf(get("v1/me", fresh)), ana);
-    }
-
-    void unusedDevicesExpire()
-    {
-        ServiceOptions expiring = options();
-        expiring.statePath = m_dir.filePath("expiring.state");
-        expiring.deviceExpiry = std::chrono::days(30);
-        start(expiring);
-        const QString used = signIn();
-        const QString unused = signIn();
-        m_time.advance(std::chrono::days(20));
-        QCOMPARE(get("v1/me", used).status, 200);
-        m_time.advance(std::chrono::days(20));
-        QCOMPARE(get("v1/me", used).status, 200);
-        QCOMPARE(get("v1/me", unused).status, 401);
-        m_running.reset();
-        start(expiring);
-        QCOMPARE(get("v1/me", used).status, 200);
-        QCOMPARE(get("v1/devices", used).json()["devices"].toArray().size(), 1);
     }
 
     void unreadableStateStopsTheStart()

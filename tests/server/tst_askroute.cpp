@@ -36,26 +36,12 @@ class TestAskRoute : public QObject
     Q_OBJECT
 
 private slots:
-    void streamsRouteThenDeltasThenDone_data()
-    {
-        QTest::addColumn<QJsonObject>("body");
-        QTest::addColumn<QString>("mentioned");
-        QTest::newRow("selection in an app") << QJsonObject{{"text", "¿Qué tal? 日本語で"},
-                                                            {"selection", "twelve chars"},
-                                                            {"app", "Mousepad"},
-                                                            {"device", "mac"}}
-                                             << QStringLiteral("12 characters in Mousepad");
-        QTest::newRow("reply to copied text") << QJsonObject{{"text", "yes"}, {"copied", "copied text"}}
-                                              << QStringLiteral("replying to 11 characters");
-        QTest::newRow("rework of a draft")
-            << QJsonObject{{"text", ""}, {"draft", "abc"}, {"adjust", "shorter"}}
-            << QStringLiteral("Your request was empty. Nothing was selected. You want a draft of 3 "
-                              "characters reworked: “shorter”.");
-    }
     void streamsRouteThenDeltasThenDone()
     {
-        QFETCH(QJsonObject, body);
-        QFETCH(QString, mentioned);
+        const QJsonObject body{{"text", "¿Qué tal? 日本語で"},
+                               {"selection", "twelve chars"},
+                               {"app", "Mousepad"},
+                               {"device", "mac"}};
         RunningService running(options(std::chrono::milliseconds(5)));
         QNetworkAccessManager network;
         QNetworkReply* reply =
@@ -91,7 +77,7 @@ private slots:
         const std::optional<AskInput> input = AskRoute::readInput(body, problem);
         QVERIFY(input);
         QCOMPARE(answer, OfflineEngine::compose(*input));
-        QVERIFY2(answer.contains(mentioned), qPrintable(answer));
+        QVERIFY2(answer.contains("12 characters in Mousepad"), qPrintable(answer));
         reply->deleteLater();
     }
 
@@ -108,10 +94,7 @@ private slots:
         QTest::newRow("another scheme") << QByteArray("Basic " + sharedToken.toUtf8()) << good << 401;
         QTest::newRow("wrong token, broken body") << QByteArray("Bearer nope") << QByteArray("{") << 401;
         QTest::newRow("broken JSON") << bearer << QByteArray(R"({"text":)") << 400;
-        QTest::newRow("not an object") << bearer << QByteArray(R"(["hi"])") << 400;
         QTest::newRow("text missing") << bearer << QByteArray(R"({"device":"mac"})") << 400;
-        QTest::newRow("selection not a string")
-            << bearer << QByteArray(R"({"text":"a","selection":3})") << 400;
     }
     void refusesWithJsonErrors()
     {

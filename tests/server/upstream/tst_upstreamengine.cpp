@@ -1,5 +1,4 @@
 #include "ScriptedServer.h"
-#include "ServiceOptions.h"
 #include "upstream/Prompt.h"
 #include "upstream/UpstreamEngine.h"
 
@@ -66,11 +65,6 @@ ScriptedResponse stream(const QList<QByteArray>& chunks)
     return response;
 }
 
-ScriptedResponse failure(int status, const QByteArray& body)
-{
-    return ScriptedResponse(status).header("Content-Type", "application/json").part(body);
-}
-
 const QByteArray done = "data: [DONE]\n\n";
 
 // The engine blocks its caller, as it does on the service's threads: it runs on a thread of its own
@@ -78,9 +72,9 @@ const QByteArray done = "data: [DONE]\n\n";
 class Answering
 {
 public:
-    Answering(const QUrl& server, const AskInput& input, RecordingSink& sink, const QString& apiKey = {})
-        : m_thread([this, server, input, &sink, apiKey] {
-              UpstreamEngine({server.resolved(QUrl("/v1/chat/completions")), QStringLiteral("m"), apiKey})
+    Answering(const QUrl& server, const AskInput& input, RecordingSink& sink)
+        : m_thread([this, server, input, &sink] {
+              UpstreamEngine({server.resolved(QUrl("/v1/chat/completions")), QStringLiteral("m"), {}})
                   .answer(input, sink);
               m_done = true;
           })
@@ -104,9 +98,8 @@ QString nameOf(const ScriptedServer& server)
 } // namespace
 
 Q_DECLARE_METATYPE(ScriptedResponse)
-Q_DECLARE_METATYPE(AskInput)
 
-// The engine that answers through an OpenAI-compatible model server, and the options that choose it.
+// The engine that answers through an OpenAI-compatible model server.
 class TestUpstreamEngine : public QObject
 {
     Q_OBJECT
@@ -117,8 +110,6 @@ private slots:
         QTest::addColumn<ScriptedResponse>("reply");
         QTest::addColumn<QStringList>("expected"); // after the route event; %1 is the server's name
         const QByteArray hello = content("Hel");
-        QTest::newRow("a piece per chunk")
-            << stream({hello, content("lo"), done}) << QStringList{"delta:Hel", "delta:lo", "done:m"};
         const QByteArray grusse = content(QString::fromUtf8("Grüße"));
         const qsizetype umlaut = grusse.indexOf("\xC3\xBC") + 1;
         QTest::newRow("line and character split across chunks")
@@ -131,13 +122,10 @@ private slots:
                     "data: {\"choices\":[{\"delta\":{},\"finish_reason\":\"stop\"}]}\r\n\r\n"})
             << QStringList{"delta:Hel", "done:m"};
         QTest::newRow("status with a JSON error")
-            << failure(401, R"({"error":{"message":"Invalid API key","type":"invalid_request_error"}})")
+            << ScriptedResponse(401)
+                   .header("Content-Type", "application/json")
+                   .part(R"({"error":{"message":"Invalid API key","type":"invalid_request_error"}})")
             << QStringList{"error:The model server at %1 answered HTTP 401: Invalid API key"};
-        QTest::newRow("status with a plain error")
-            << failure(404, "{\"error\":\"model 'm' not found\"}")
-            << QStringList{"error:The model server at %1 answered HTTP 404: model 'm' not found"};
-        QTest::newRow("status without a body")
-            << failure(503, {}) << QStringList{"error:The model server at %1 answered HTTP 503."};
         QTest::newRow("error inside the stream")
             << stream({hello, "data: {\"error\":{\"message\":\"out of memory\"}}\n\n", done})
             << QStringList{"delta:Hel", "error:The model server reported an error: out of memory"};
@@ -182,16 +170,13 @@ private slots:
     {
         QTest::addColumn<int>("refuseFrom");
         QTest::addColumn<bool>("silent");
-        QTest::addColumn<int>("upstreamRequests");
-        QTest::newRow("before the route") << 0 << false << 0;
-        QTest::newRow("in the middle of the answer") << 3 << false << 1;
-        QTest::newRow("while the model is silent") << -1 << true << 1;
+        QTest::newRow("in the middle of the answer") << 3 << false;
+        QTest::newRow("while the model is silent") << -1 << true;
     }
     void hangingUpCancelsTheUpstream()
     {
         QFETCH(int, refuseFrom);
         QFETCH(bool, silent);
-        QFETCH(int, upstreamRequests);
         ScriptedServer upstream;
         upstream.enqueue(stream({content("Once"), content(" upon"), content(" a")}).heldPart({}));
         QSignalSpy hungUp(&upstream, &ScriptedServer::closedByClient);
@@ -202,9 +187,8 @@ private slots:
             sink.connected = false;
         }
         QVERIFY(answering.finish());
-        QCOMPARE(upstream.requests().size(), upstreamRequests);
-        if (upstreamRequests > 0)
-            QTRY_COMPARE(hungUp.size(), 1);
+        QCOMPARE(upstream.requests().size(), 1);
+        QTRY_COMPARE(hungUp.size(), 1);
         // Nothing follows the hang-up: no error and no end for an agent that has gone.
         if (silent)
             QVERIFY2(sink.events.constLast().startsWith("delta:"), qPrintable(sink.events.join('|')));
@@ -212,47 +196,22 @@ private slots:
             QCOMPARE(sink.events.size(), refuseFrom);
     }
 
-    void sendsTheAskAsAStreamedChat_data()
-    {
-        QTest::addColumn<QString>("apiKey");
-        QTest::addColumn<AskInput>("input");
-        QTest::addColumn<QStringList>("messages"); // "role: content" after the standing instructions
-        AskInput reply = ask("say yes, politely");
-        reply.app = "Mail";
-        reply.copied = "Kommst du morgen?";
-        reply.selection = "";
-        reply.before = "Hallo Jan,\n";
-        QTest::newRow("reply to copied text")
-            << "sk-test" << reply
-            << QStringList{"user: <app>Mail</app>\n<document>Hallo Jan,\n<cursor/></document>\n"
-                           "<copied>Kommst du morgen?</copied>\n<request>say yes, politely</request>"};
-        AskInput rework = ask("fix the tone");
-        rework.selection = "u r late";
-        rework.before = "Hi, ";
-        rework.after = " again.";
-        rework.draft = "You are late.";
-        rework.adjust = " friendlier ";
-        QTest::newRow("rework")
-            << QString() << rework
-            << QStringList{
-                   "user: <document>Hi, <selection>u r late</selection> again.</document>\n<request>fix the "
-                   "tone</request>",
-                   "assistant: You are late.", "user: Rework your previous answer: friendlier"};
-    }
+    // A rework of a selection: the document around it, then the draft and the rework as further turns.
+    // The key's header and the request itself go through the service end to end in tst_upstreamask.
     void sendsTheAskAsAStreamedChat()
     {
-        QFETCH(QString, apiKey);
-        QFETCH(AskInput, input);
-        QFETCH(QStringList, messages);
+        AskInput input = ask("fix the tone");
+        input.selection = "u r late";
+        input.before = "Hi, ";
+        input.after = " again.";
+        input.draft = "You are late.";
+        input.adjust = " friendlier ";
         ScriptedServer upstream;
         upstream.enqueue(stream({done}));
         RecordingSink sink;
-        QVERIFY(Answering(upstream.url(), input, sink, apiKey).finish());
+        QVERIFY(Answering(upstream.url(), input, sink).finish());
         QCOMPARE(upstream.requests().size(), 1);
         const RecordedRequest& request = upstream.requests().constFirst();
-        QCOMPARE(request.path, QByteArray("/v1/chat/completions"));
-        QCOMPARE(request.header("Authorization"),
-                 apiKey.isEmpty() ? QByteArray() : "Bearer " + apiKey.toUtf8());
         const QJsonObject body = QJsonDocument::fromJson(request.body).object();
         QCOMPARE(body["model"].toString(), QStringLiteral("m"));
         QCOMPARE(body["stream"].toBool(), true);
@@ -262,48 +221,10 @@ private slots:
         QStringList rest;
         for (qsizetype i = 1; i < sent.size(); ++i)
             rest << sent[i]["role"].toString() + ": " + sent[i]["content"].toString();
-        QCOMPARE(rest, messages);
-    }
-
-    // What --upstream, --model and --api-key-env turn into, and what they refuse; a base URL and a key
-    // from the environment go through the service end to end in tst_upstreamask.
-    void optionsReadTheUpstream_data()
-    {
-        QTest::addColumn<QStringList>("arguments");
-        QTest::addColumn<QString>("endpoint"); // or the start of the complaint
-        const QStringList model{"--model", "m"};
-        QTest::newRow("offline by default") << QStringList{} << QString();
-        QTest::newRow("trailing slash") << QStringList{"--upstream", " https://api.example.com/v1/ "} + model
-                                        << "https://api.example.com/v1/chat/completions";
-        QTest::newRow("full endpoint with a query")
-            << QStringList{"--upstream", "http://h:8000/chat/completions?v=2"} + model
-            << "http://h:8000/chat/completions?v=2";
-        QTest::newRow("no scheme") << QStringList{"--upstream", "localhost:11434"} + model
-                                   << "--upstream needs an http or https URL";
-        QTest::newRow("credentials in the URL") << QStringList{"--upstream", "http://u:sk-1@h/v1"} + model
-                                                << "--upstream must not carry credentials";
-        QTest::newRow("no model") << QStringList{"--upstream", "http://h/v1"} << "--upstream needs --model";
-        QTest::newRow("model alone") << model << "--model only applies with --upstream";
-        QTest::newRow("key variable unset")
-            << QStringList{"--upstream", "http://h/v1", "--api-key-env", "TEST_UPSTREAM_UNSET"} + model
-            << "The environment variable TEST_UPSTREAM_UNSET named by --api-key-env is not set.";
-        QTest::newRow("key variable empty")
-            << QStringList{"--upstream", "http://h/v1", "--api-key-env", "TEST_UPSTREAM_EMPTY"} + model
-            << "The environment variable TEST_UPSTREAM_EMPTY named by --api-key-env is empty.";
-    }
-    void optionsReadTheUpstream()
-    {
-        QFETCH(QStringList, arguments);
-        QFETCH(QString, endpoint);
-        qputenv("TEST_UPSTREAM_EMPTY", "");
-        qunsetenv("TEST_UPSTREAM_UNSET");
-        const auto parsed = ServiceOptions::parse(QStringList{"tavrin-service", "--token", "T"} + arguments);
-        if (const QString* problem = std::get_if<QString>(&parsed)) {
-            QVERIFY2(!endpoint.isEmpty() && problem->startsWith(endpoint), qPrintable(*problem));
-            return;
-        }
-        const std::optional<UpstreamSettings>& upstream = std::get<ServiceOptions>(parsed).upstream;
-        QCOMPARE(upstream ? upstream->endpoint.toString() : QString(), endpoint);
+        QCOMPARE(rest,
+                 (QStringList{"user: <document>Hi, <selection>u r late</selection> again.</document>\n"
+                              "<request>fix the tone</request>",
+                              "assistant: You are late.", "user: Rework your previous answer: friendlier"}));
     }
 };
 
