@@ -32,6 +32,12 @@ ServiceProcess::~ServiceProcess()
     m_process.waitForFinished(5000);
 }
 
+void ServiceProcess::crash()
+{
+    m_process.kill();
+    m_process.waitForFinished(10000);
+}
+
 quint16 ServiceProcess::port() const
 {
     return static_cast<quint16>(QUrl(m_url).port());

@@ -22,6 +22,8 @@ public:
     quint16 port() const;
     // Everything logged so far.
     QByteArray log();
+    // Ends the process the hard way (SIGKILL), as a power cut or the OOM killer would.
+    void crash();
     // The highest resident memory of the process so far, in KiB (VmHWM).
     qint64 peakMemoryKiB() const;
 
