@@ -4,7 +4,6 @@
 #include "app/DesktopOptionsView.h"
 #include "app/ShortcutRecorder.h"
 #include "config/Preferences.h"
-#include "views/WindowParts.h"
 
 #include <QFile>
 #include <QLabel>
@@ -29,7 +28,7 @@ bool shows(const QWidget& window, const QString& text)
 
 } // namespace
 
-// The shortcut pair and its recorder, start at login, and the home window's rows for both.
+// The shortcut pair and its recorder, start at login, and the home window's row naming the shortcut.
 class TestAskShortcuts : public QObject
 {
     Q_OBJECT
@@ -48,8 +47,6 @@ private slots:
         QTest::addColumn<QString>("shortcut");
         QTest::addColumn<bool>("usable");
         QTest::newRow("Alt+Space") << "Alt+Space" << true;
-        QTest::newRow("Ctrl+Alt+K") << "Ctrl+Alt+K" << true;
-        QTest::newRow("Meta+J") << "Meta+J" << true;
         QTest::newRow("no modifier") << "F8" << false;
         QTest::newRow("Shift is the reply's") << "Ctrl+Shift+K" << false;
         QTest::newRow("a modifier alone") << "Ctrl+Alt" << false;
@@ -80,9 +77,6 @@ private slots:
                  AskShortcuts::Outcome::Registered);
         QCOMPARE(registered(), (QList<KeyChord>{ctrlAltK, ctrlAltShiftK}));
         QCOMPARE(changed.count(), 1);
-
-        QCOMPARE(shortcuts.change(QKeySequence(QStringLiteral("F8"))), AskShortcuts::Outcome::Unusable);
-        QCOMPARE(registered(), (QList<KeyChord>{ctrlAltK, ctrlAltShiftK}));
     }
 
     void aShortcutTakenAtLaunchCanBeReplaced()
@@ -116,31 +110,17 @@ private slots:
         QCOMPARE(shortcuts.shortcut(), QKeySequence(QStringLiteral("Ctrl+Alt+J")));
     }
 
-    void homeRowsFollowTheShortcutAndTheEntry()
+    void homeRowFollowsTheShortcut()
     {
         QTemporaryDir config;
         qputenv("XDG_CONFIG_HOME", QFile::encodeName(config.path()));
         QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, config.path());
         DesktopOptionsView view(false);
         view.show();
-        QVERIFY(shows(
-            view, QStringLiteral("This desktop shows no status icon. Start Tavrin again to bring this window "
-                                 "back; Alt+Shift+Space replies to copied text; Ctrl+Q quits.")));
         Preferences::setAskShortcut(QStringLiteral("Ctrl+Alt+K"));
         QVERIFY(shows(view,
                       QStringLiteral("This desktop shows no status icon. Start Tavrin again to bring this "
                                      "window back; Ctrl+Alt+Shift+K replies to copied text; Ctrl+Q quits.")));
-
-        // A folder that cannot be made leaves the switch off and says why.
-        QAbstractButton* startAtLogin = view.findChild<ThemedSwitch*>();
-        QFile blocker(config.filePath(QStringLiteral("autostart")));
-        QVERIFY(blocker.open(QIODevice::WriteOnly));
-        blocker.close();
-        startAtLogin->click();
-        QVERIFY(!startAtLogin->isChecked());
-        QVERIFY(shows(view, QStringLiteral("Cannot create the folder of ") + Autostart::entryPath()));
-        QFile::setPermissions(config.path(),
-                              QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
         Preferences::setAskShortcut(Preferences::defaultAskShortcut);
     }
 

@@ -33,8 +33,6 @@ private slots:
     {
         QTest::addColumn<InstanceMessage>("message");
         QTest::newRow("show") << InstanceMessage{Kind::ShowHome, {}};
-        QTest::newRow("panel") << InstanceMessage{Kind::OpenPanel, {}};
-        QTest::newRow("reply") << InstanceMessage{Kind::Reply, {}};
         QTest::newRow("callback") << InstanceMessage{
             Kind::OpenUrl, QUrl(QStringLiteral("morvik://auth?token=a%20b&state=x"))};
     }

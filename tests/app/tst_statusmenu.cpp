@@ -128,7 +128,6 @@ private slots:
                                          << "https://h.example/base/app"
                                          << "https://h.example/base/app#history";
         QTest::newRow("not an address") << "not a url" << QString() << QString();
-        QTest::newRow("no scheme") << "localhost:8080" << QString() << QString();
     }
     void webPagesUnderTheServer()
     {
