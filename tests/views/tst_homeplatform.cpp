@@ -5,7 +5,6 @@
 
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QDBusObjectPath>
 #include <QDBusVariant>
 #include <QTemporaryDir>
 #include <QTest>
@@ -25,37 +24,6 @@ void addProcess(const QDir& proc, const QString& pid, const QByteArray& name, co
     writeFile(proc.filePath(pid + QStringLiteral("/comm")), name + '\n');
     writeFile(proc.filePath(pid + QStringLiteral("/maps")), maps);
 }
-
-// The desktop's device portal, answering every question after the test lets it.
-class FakeDevicePortal : public QObject
-{
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.portal.Device")
-public:
-    QStringList devices;
-    QString token;
-    QString sender;
-
-    void answer(uint response)
-    {
-        QDBusMessage signal = QDBusMessage::createSignal(
-            QStringLiteral("/org/freedesktop/portal/desktop/request/") + sender + QLatin1Char('/') + token,
-            QStringLiteral("org.freedesktop.portal.Request"), QStringLiteral("Response"));
-        signal << response << QVariantMap();
-        QDBusConnection::sessionBus().send(signal);
-    }
-
-public slots:
-    QDBusObjectPath AccessDevice(uint, const QStringList& asked, const QVariantMap& options)
-    {
-        devices = asked;
-        token = options.value(QStringLiteral("handle_token")).toString();
-        sender =
-            QDBusConnection::sessionBus().baseService().mid(1).replace(QLatin1Char('.'), QLatin1Char('_'));
-        return QDBusObjectPath(QStringLiteral("/org/freedesktop/portal/desktop/request/") + sender +
-                               QLatin1Char('/') + token);
-    }
-};
 
 } // namespace
 
@@ -117,26 +85,6 @@ private slots:
         accessibility.readEnabled(&context, [&](bool enabled) { after = enabled; });
         QTRY_VERIFY(after.has_value());
         QVERIFY(*after);
-    }
-
-    void allowingAsksThePortalInsideASandbox()
-    {
-        FakeDevicePortal portal;
-        QDBusConnection bus = QDBusConnection::sessionBus();
-        QVERIFY(bus.registerObject(QStringLiteral("/org/freedesktop/portal/desktop"), &portal,
-                                   QDBusConnection::ExportAllSlots));
-        QVERIFY(bus.registerService(QStringLiteral("org.freedesktop.portal.Desktop")));
-        QTemporaryDir noModel;
-        SystemVoiceCheck voice(noModel.path(), std::make_unique<MicrophonePortal>());
-        QObject context;
-        std::optional<VoiceStatus> status;
-        voice.requestAccess(&context, [&](const VoiceStatus& answer) { status = answer; });
-        QTRY_COMPARE(portal.devices, QStringList{QStringLiteral("microphone")});
-        QVERIFY(!QTest::qWaitFor([&] { return status.has_value(); }, 100));
-        portal.answer(0);
-        QTRY_VERIFY_WITH_TIMEOUT(status.has_value(), 10000);
-        bus.unregisterService(QStringLiteral("org.freedesktop.portal.Desktop"));
-        bus.unregisterObject(QStringLiteral("/org/freedesktop/portal/desktop"));
     }
 
     void aMissingSpeechModelNamesItsPackage()

@@ -8,13 +8,11 @@
 #include "views/PanelView.h"
 
 #include <QAbstractButton>
-#include <QAccessible>
 #include <QCheckBox>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLabel>
 #include <QLineEdit>
-#include <QScrollBar>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
@@ -162,8 +160,6 @@ private slots:
         QTest::addColumn<QStringList>("footer");
         const QString ask = QStringLiteral("Ask anything — e.g. “reply yes, Thursday 3pm works”");
         const QString howReply = QStringLiteral("How should I reply? ⏎ for a standard reply");
-        QTest::newRow("nothing typed")
-            << QString() << false << QString() << "Ask ⏎" << false << ask << QStringList{"Ask ⏎", "Close"};
         QTest::newRow("clipboard offered") << "Lunch?" << false << QString() << "Ask ⏎" << false << ask
                                            << QStringList{"Ask ⏎", "Reply to copied", "Close"};
         QTest::newRow("replying") << "Lunch?" << true << QString() << "Reply ⏎" << true << howReply
@@ -284,20 +280,6 @@ private slots:
         QVERIFY(!adjustField()->isVisible());
     }
 
-    void aLongAnswerScrollsPast320Pixels()
-    {
-        QStringList text;
-        for (int line = 0; line < 40; ++line)
-            text.append(QStringLiteral("Line %1").arg(line));
-        answered(events({{"delta", delta(text.join(u'\n'))}, {"done", done}}));
-        AnswerText* answer = answerText();
-        QTRY_COMPARE(answer->toPlainText(), text.join(u'\n'));
-        const int lineHeight = QFontMetrics(answer->font()).lineSpacing();
-        QVERIFY(qAbs(answer->measuredHeight() - (40 * lineHeight + 4)) <= 40);
-        QCOMPARE(answer->height(), 320);
-        QVERIFY(answer->verticalScrollBar()->maximum() > 0);
-    }
-
     // Each way of reworking sends its instruction and shows the new answer; none inserts.
     void reworks_data()
     {
@@ -354,22 +336,6 @@ private slots:
         QTRY_VERIFY(labels().contains(QStringLiteral("“make it shorter”")));
         QVERIFY(named("Working")->isVisible());
         QCOMPARE(buttons(), QStringList{"Close"});
-    }
-
-    void everyControlIsNamed()
-    {
-        m_desktop->board.copyByUser(FakeClipboard::textContents(QStringLiteral("Lunch?")));
-        answered(answerOf("Hello"));
-        m_session->setCopied(QStringLiteral("Lunch?"));
-        for (QWidget* widget : m_view->findChildren<QWidget*>()) {
-            const bool control =
-                widget->focusPolicy() != Qt::NoFocus || qobject_cast<QAbstractButton*>(widget);
-            if (!widget->isVisible() || !control)
-                continue;
-            QAccessibleInterface* node = QAccessible::queryAccessibleInterface(widget);
-            QVERIFY(node);
-            QVERIFY2(!node->text(QAccessible::Name).isEmpty(), widget->metaObject()->className());
-        }
     }
 };
 

@@ -37,14 +37,11 @@ private slots:
     {
         QStandardPaths::setTestModeEnabled(true);
         QVERIFY(m_home.isValid());
-        qputenv("MORVIK_CONFIG_PATH",
-                QFile::encodeName(m_home.filePath(QStringLiteral("account/config.json"))));
+        qputenv("MORVIK_CONFIG_PATH", QFile::encodeName(m_home.filePath(QStringLiteral("config.json"))));
     }
     void init()
     {
         AgentConfig::remove();
-        QDir(m_home.filePath(QStringLiteral("account"))).removeRecursively();
-        QFile::remove(m_home.filePath(QStringLiteral("account")));
         m_server = std::make_unique<ScriptedServer>();
     }
 
@@ -97,53 +94,19 @@ private slots:
         QVERIFY(model.offersGoogle());
     }
 
-    void typingEnablesTheButtons()
-    {
-        SignInModel model(m_web);
-        model.setServer(QStringLiteral("http://127.0.0.1:1"));
-        SignInView view(model);
-        view.show();
-        QAbstractButton* signIn = visibleButton(&view, QStringLiteral("Sign in"));
-        QVERIFY(!signIn->isEnabled());
-        QTest::keyClicks(fieldNamed(&view, QStringLiteral("Email")), QStringLiteral("ada@example.com"));
-        QVERIFY(!signIn->isEnabled());
-        QTest::keyClicks(fieldNamed(&view, QStringLiteral("Password")), QStringLiteral("pw"));
-        QVERIFY(signIn->isEnabled());
-        QCOMPARE(model.email(), QStringLiteral("ada@example.com"));
-
-        visibleButton(&view, QStringLiteral("Pairing code"))->click();
-        QCOMPARE(model.mode(), SignInModel::Mode::Pairing);
-        QAbstractButton* pair = visibleButton(&view, QStringLiteral("Pair this computer"));
-        QVERIFY(!pair->isEnabled());
-        // Codes are counted without the blanks around them.
-        QTest::keyClicks(fieldNamed(&view, QStringLiteral("Pairing code")), QStringLiteral("  ABCD234 "));
-        QVERIFY(!pair->isEnabled());
-        QTest::keyClick(fieldNamed(&view, QStringLiteral("Pairing code")), Qt::Key_Backspace);
-        QTest::keyClicks(fieldNamed(&view, QStringLiteral("Pairing code")), QStringLiteral("5 "));
-        QVERIFY(pair->isEnabled());
-    }
-
     // A sign-in saves the account with the server as typed, trimmed; a failure is shown and loses nothing.
     void passwordSignIn_data()
     {
         QTest::addColumn<bool>("refused");
-        QTest::addColumn<bool>("cannotSave");
         QTest::addColumn<QString>("message");
-        QTest::newRow("signed in") << false << false << QString();
-        QTest::newRow("refused") << true << false << "Wrong e-mail or password.";
-        QTest::newRow("cannot save") << false << true << "Could not create the folder";
+        QTest::newRow("signed in") << false << QString();
+        QTest::newRow("refused") << true << "Wrong e-mail or password.";
     }
     void passwordSignIn()
     {
         QFETCH(bool, refused);
-        QFETCH(bool, cannotSave);
         QFETCH(QString, message);
 
-        if (cannotSave) {
-            // A plain file where the configuration's folder should be.
-            QFile blocker(m_home.filePath(QStringLiteral("account")));
-            QVERIFY(blocker.open(QIODevice::WriteOnly));
-        }
         SignInModel model(m_web);
         model.setServer(m_server->url().toString() + QStringLiteral("/\n"));
         m_server->enqueue(signInOptions(false, false));
@@ -233,52 +196,6 @@ private slots:
         QCOMPARE(signedIn.size(), 0);
         QVERIFY(!model.needsInvite());
         QCOMPARE(model.message(), message);
-    }
-
-    // A cancelled browser says nothing; closing the window is how the browser is given up.
-    void aCancelledBrowserSignInSaysNothing()
-    {
-        SignInModel model(m_web);
-        model.setServer(QStringLiteral("http://127.0.0.1:1"));
-        SignInView view(model);
-        view.show();
-        model.google();
-        m_web.answer(Error::cancelled());
-        QTRY_VERIFY(!model.busy());
-        QVERIFY(!model.hasMessage());
-        const int before = m_web.cancels;
-        view.close();
-        QCOMPARE(m_web.cancels, before + 1);
-    }
-
-    void theInviteStepCreatesTheAccount()
-    {
-        SignInModel model(m_web);
-        model.setServer(m_server->url().toString());
-        m_server->enqueue(signInOptions(true, false));
-        SignInView view(model);
-        view.show();
-        QVERIFY(!fieldNamed(&view, QStringLiteral("Invite code")));
-        model.google();
-        m_web.answer(QUrl(QStringLiteral("morvik://auth?need=invite&ticket=T-9")));
-        QTRY_VERIFY(fieldNamed(&view, QStringLiteral("Invite code")));
-        model.setMode(SignInModel::Mode::Pairing);
-        QVERIFY(model.needsInvite());
-        QAbstractButton* create = visibleButton(&view, QStringLiteral("Create account"));
-        QVERIFY(!create->isEnabled());
-        QTest::keyClicks(fieldNamed(&view, QStringLiteral("Invite code")), QStringLiteral("MRV-ABCD-EFGH"));
-        QVERIFY(create->isEnabled());
-
-        m_server->enqueue(refusal(400, "That invite code is not valid."));
-        m_server->enqueue(user("eve@example.com", true));
-        create->click();
-        QTRY_VERIFY(!model.busy());
-        QCOMPARE(model.message(), QStringLiteral("That invite code is not valid."));
-        QSignalSpy signedIn(&model, &SignInModel::signedIn);
-        create->click();
-        QVERIFY(signedIn.wait());
-        QVERIFY(!model.needsInvite());
-        QCOMPARE(m_server->requests().last().path, QByteArray("/auth/social/complete"));
     }
 
 private:
