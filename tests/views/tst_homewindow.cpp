@@ -115,24 +115,6 @@ private slots:
                  qPrintable(unnamedControls(m_view.get()).join(", ")));
     }
 
-    void theLastAnswerWins()
-    {
-        ScriptedServer service;
-        // The first check is answered last.
-        service.enqueue(
-            WindowReplies::json(R"({"user":{"email":"late@example.com","plan":"p","role":"r"}})", 200, true));
-        service.enqueue(WindowReplies::refusal(401, "unauthorized"));
-        signIn(service.url().toString());
-        HomeModel model(*m_accessibility, *m_voice);
-        model.refresh();
-        QTRY_VERIFY(service.isHolding());
-        model.refresh();
-        QTRY_COMPARE(model.server(), QStringLiteral("Signed out on the server. Sign in again."));
-        service.release();
-        QTRY_COMPARE(model.server(), QStringLiteral("late@example.com"));
-        QVERIFY(model.serverOK());
-    }
-
     // What the voice row says, and its button that fixes what is missing.
     void theVoiceRow_data()
     {

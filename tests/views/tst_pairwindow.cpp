@@ -93,31 +93,6 @@ private slots:
         QCOMPARE(qr->size(), QSize(220, 220));
     }
 
-    // A new code replaces the shown one only when it arrives; signing out forgets both.
-    void aCodeOnItsWay()
-    {
-        m_server.enqueue(pairing("FIRST123", 300));
-        m_server.enqueue(pairing("SECOND45", 300, true));
-        m_server.enqueue(pairing("LATECODE", 300, true));
-        PairModel model(signedIn());
-        model.load();
-        QTRY_VERIFY(model.hasPairing());
-        model.load();
-        QTRY_VERIFY(m_server.isHolding());
-        QCOMPARE(model.pairing()->code, QStringLiteral("FIRST123"));
-        m_server.release();
-        QTRY_COMPARE(model.pairing()->code, QStringLiteral("SECOND45"));
-
-        model.load();
-        QTRY_VERIFY(m_server.isHolding());
-        model.setConfig(std::nullopt);
-        QVERIFY(!model.hasPairing() && model.countdown().isEmpty());
-        QSignalSpy changed(&model, &PairModel::pairingChanged);
-        m_server.release();
-        QVERIFY(!changed.wait(200));
-        QVERIFY(!model.hasPairing());
-    }
-
     // The messages of a refusal come from the account client; a server without accounts is the one
     // failure the model turns into something else: the link that carries the shared token.
     void aServerWithoutAccountsOffersItsToken()

@@ -21,13 +21,12 @@ const QString anaPassword = QStringLiteral("correct horse");
 struct Opened
 {
     QList<QUrl> urls;
-    bool works = true;
 
     BrowserSignIn::Opener opener()
     {
         return [this](const QUrl& url) {
             urls.append(url);
-            return works;
+            return true;
         };
     }
     QString state() const { return QUrlQuery(urls.last()).queryItemValue(QStringLiteral("state")); }
