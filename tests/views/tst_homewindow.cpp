@@ -9,7 +9,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLabel>
-#include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
@@ -115,78 +114,29 @@ private slots:
                  qPrintable(unnamedControls(m_view.get()).join(", ")));
     }
 
-    // What the voice row says, and its button that fixes what is missing.
-    void theVoiceRow_data()
+    // The status rows name what is missing, their buttons fix it, and their texts follow the shortcut.
+    void theStatusRowsAndTheirFixes()
     {
-        QTest::addColumn<bool>("microphone");
-        QTest::addColumn<bool>("speech");
-        QTest::addColumn<QString>("voiceDetail");
-
-        QTest::newRow("ready") << true << true << "Hold Alt+Space and speak";
-        QTest::newRow("nothing") << false << false << "connect a microphone install the model";
-    }
-    void theVoiceRow()
-    {
-        QFETCH(bool, microphone);
-        QFETCH(bool, speech);
-        QFETCH(QString, voiceDetail);
-
-        m_voice->status = {microphone, speech, QStringLiteral("connect a microphone"),
+        m_voice->status = {false, false, QStringLiteral("connect a microphone"),
                            QStringLiteral("install the model")};
+        m_accessibility->enableOutcome = QStringList{"kate", "konsole"};
         showWindow();
-        QTRY_COMPARE(rowTexts(m_view.get(), "voiceRow"), (QStringList{"Microphone & Speech", voiceDetail}));
-        QCOMPARE(m_model->microphone(), microphone);
-        QCOMPARE(m_model->speech(), speech);
-        QAbstractButton* allow = visibleButton(m_view.get(), QStringLiteral("Allow…"));
-        QCOMPARE(bool(allow), !(microphone && speech));
-        if (allow) {
-            m_voice->status = {true, true, {}, {}};
-            allow->click();
-            QTRY_VERIFY(!visibleButton(m_view.get(), QStringLiteral("Allow…")));
-            QCOMPARE(m_voice->accessRequests, 1);
-        }
-    }
-
-    void grantingAccessibilityNamesTheApplicationsToRestart_data()
-    {
-        QTest::addColumn<bool>("refused");
-        QTest::addColumn<QStringList>("running");
-        QTest::addColumn<QString>("note");
-
-        QTest::newRow("Qt apps running")
-            << false << QStringList{"kate", "konsole"}
-            << "Turned on. Restart kate, konsole so that the agent can read them too.";
-        QTest::newRow("refused") << true << QStringList() << "No bus";
-    }
-    void grantingAccessibilityNamesTheApplicationsToRestart()
-    {
-        QFETCH(bool, refused);
-        QFETCH(QStringList, running);
-        QFETCH(QString, note);
-
-        if (refused)
-            m_accessibility->enableOutcome =
-                Error{QStringLiteral("Accessibility"), 1, QStringLiteral("No bus")};
-        else
-            m_accessibility->enableOutcome = running;
-        showWindow();
-        QSignalSpy changed(m_model.get(), &HomeModel::accessibilityChanged);
-        QTRY_VERIFY(visibleButton(m_view.get(), QStringLiteral("Grant…")));
-        visibleButton(m_view.get(), QStringLiteral("Grant…"))->click();
-        QTRY_COMPARE(m_model->accessibilityNote(), note);
-        if (refused)
-            QVERIFY(!changed.wait(50) && !m_model->accessibility());
-        else
-            QTRY_VERIFY(!visibleButton(m_view.get(), QStringLiteral("Grant…")));
+        QTRY_COMPARE(rowTexts(m_view.get(), "voiceRow"),
+                     (QStringList{"Microphone & Speech", "connect a microphone install the model"}));
         QCOMPARE(rowTexts(m_view.get(), "accessibilityRow").last(),
-                 (refused ? QStringLiteral("Needed to read selected text and paste the answer")
-                          : QStringLiteral("Can read your selection and paste")) +
-                     QLatin1Char('\n') + note);
-    }
+                 QStringLiteral("Needed to read selected text and paste the answer"));
+        m_voice->status = {true, true, {}, {}};
+        visibleButton(m_view.get(), QStringLiteral("Allow…"))->click();
+        QTRY_COMPARE(rowTexts(m_view.get(), "voiceRow").last(), QStringLiteral("Hold Alt+Space and speak"));
+        QVERIFY(!visibleButton(m_view.get(), QStringLiteral("Allow…")));
+        QCOMPARE(m_voice->accessRequests, 1);
 
-    void textsFollowTheShortcutInForce()
-    {
-        showWindow();
+        visibleButton(m_view.get(), QStringLiteral("Grant…"))->click();
+        QTRY_VERIFY(!visibleButton(m_view.get(), QStringLiteral("Grant…")));
+        QCOMPARE(rowTexts(m_view.get(), "accessibilityRow").last(),
+                 QStringLiteral("Can read your selection and paste\nTurned on. Restart kate, konsole so that "
+                                "the agent can read them too."));
+
         QCOMPARE(rowTexts(m_view.get(), "hotKeyRow"),
                  (QStringList{"Hotkey Alt+Space", "Tap to type · hold to talk"}));
         m_model->setHotKeyOK(false);
