@@ -176,19 +176,6 @@ private slots:
         QVERIFY(button("Ask ⏎")->isEnabled());
     }
 
-    // The adjust field takes what is typed at once, and Escape from it closes the panel.
-    void theAdjustFieldHasTheKeys()
-    {
-        m_view->activateWindow();
-        QVERIFY(QTest::qWaitForWindowActive(m_view.get()));
-        answered(answerOf("Hello"));
-        QTRY_VERIFY(adjustField()->hasFocus());
-        QTest::keyClicks(static_cast<QWidget*>(nullptr), QStringLiteral("typed"));
-        QCOMPARE(m_session->adjustText(), QStringLiteral("typed"));
-        QTest::keyClick(static_cast<QWidget*>(nullptr), Qt::Key_Escape);
-        QCOMPARE(m_session->phase().kind, Kind::Idle);
-    }
-
     void previewsAreCut_data()
     {
         QTest::addColumn<QString>("copied");
@@ -262,37 +249,30 @@ private slots:
         QVERIFY(!adjustField()->isVisible());
     }
 
-    // Each way of reworking sends its instruction and shows the new answer; none inserts.
-    void reworks_data()
+    // The adjust field has the keys: a typed instruction and the shortcut both rework the answer, neither
+    // inserts, and Escape closes the panel.
+    void reworkingFromTheKeyboard()
     {
-        QTest::addColumn<QString>("typed");
-        QTest::addColumn<int>("key");
-        QTest::addColumn<int>("modifiers");
-        QTest::addColumn<QString>("instruction");
-        QTest::newRow("Return in the adjust field")
-            << "more formal" << int(Qt::Key_Return) << int(Qt::NoModifier) << "more formal";
-        QTest::newRow("Ctrl+Minus") << QString() << int(Qt::Key_Minus) << int(Qt::ControlModifier)
-                                    << "make it shorter";
-    }
-    void reworks()
-    {
-        QFETCH(QString, typed);
-        QFETCH(int, key);
-        QFETCH(int, modifiers);
-        QFETCH(QString, instruction);
         m_view->activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(m_view.get()));
         answered(answerOf("Hello"));
         m_server->enqueue(ScriptedResponse().part(answerOf("Good day")));
-        QTest::keyClicks(adjustField(), typed);
-        QTest::keyClick(adjustField(), Qt::Key(key), Qt::KeyboardModifiers(modifiers));
-        QTRY_COMPARE(m_server->requests().size(), 2);
-        QCOMPARE(
-            QJsonDocument::fromJson(m_server->requests().last().body).object().value("adjust").toString(),
-            instruction);
+        m_server->enqueue(ScriptedResponse().part(answerOf("Hi")));
+        QTRY_VERIFY(adjustField()->hasFocus());
+        QTest::keyClicks(static_cast<QWidget*>(nullptr), QStringLiteral("more formal"));
+        QTest::keyClick(static_cast<QWidget*>(nullptr), Qt::Key_Return);
         QTRY_COMPARE(answerText()->toPlainText(), QStringLiteral("Good day"));
         QCOMPARE(adjustField()->text(), QString());
+        QTRY_VERIFY(adjustField()->hasFocus());
+        QTest::keyClick(static_cast<QWidget*>(nullptr), Qt::Key_Minus, Qt::ControlModifier);
+        QTRY_COMPARE(answerText()->toPlainText(), QStringLiteral("Hi"));
+        QStringList instructions;
+        for (const RecordedRequest& request : m_server->requests().mid(1))
+            instructions << QJsonDocument::fromJson(request.body).object().value("adjust").toString();
+        QCOMPARE(instructions, (QStringList{"more formal", "make it shorter"}));
         QVERIFY(m_desktop->keys.sent.isEmpty());
+        QTest::keyClick(static_cast<QWidget*>(nullptr), Qt::Key_Escape);
+        QCOMPARE(m_session->phase().kind, Kind::Idle);
     }
 
     void errorsShowTheMessageAndKeepTheAnswer()
