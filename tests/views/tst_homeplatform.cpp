@@ -1,6 +1,5 @@
 #include "platform/BusAccessibilitySwitch.h"
 #include "platform/MicrophonePortal.h"
-#include "platform/RunningQtApps.h"
 #include "platform/SystemVoiceCheck.h"
 
 #include <QDBusConnection>
@@ -9,23 +8,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-namespace {
-
-void writeFile(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(bytes);
-}
-
-void addProcess(const QDir& proc, const QString& pid, const QByteArray& name, const QByteArray& maps)
-{
-    QVERIFY(proc.mkdir(pid));
-    writeFile(proc.filePath(pid + QStringLiteral("/comm")), name + '\n');
-    writeFile(proc.filePath(pid + QStringLiteral("/maps")), maps);
-}
-
-} // namespace
+namespace {} // namespace
 
 // The Linux adapters behind the home window's status rows. Runs on a private session bus, where the
 // accessibility bus launcher starts on demand with the switch off.
@@ -38,23 +21,6 @@ private slots:
     {
         // GNOME's key is written to memory, never to the settings of the person running the tests.
         qputenv("GSETTINGS_BACKEND", "memory");
-    }
-
-    void runningQtAppsAreFoundByTheirGuiLibrary()
-    {
-        QTemporaryDir root;
-        const QDir proc(root.path());
-        const QByteArray qt6 =
-            "7f00-7f10 r-xp 00000000 08:01 12 /usr/lib/x86_64-linux-gnu/libQt6Gui.so.6.4.2\n";
-        const QByteArray qt5 = "7f00-7f10 r-xp 00000000 08:01 12 /usr/lib/x86_64-linux-gnu/libQt5Gui.so.5\n";
-        const QByteArray gtk = "7f00-7f10 r-xp 00000000 08:01 12 /usr/lib/x86_64-linux-gnu/libgtk-3.so.0\n";
-        addProcess(proc, QStringLiteral("101"), "konsole", qt6);
-        addProcess(proc, QStringLiteral("102"), "Kate", qt5);
-        addProcess(proc, QStringLiteral("103"), "mousepad", gtk);
-        addProcess(proc, QStringLiteral("104"), "konsole", qt6);
-        addProcess(proc, QStringLiteral("105"), "tavrin", qt6);
-        QVERIFY(proc.mkdir(QStringLiteral("self")));
-        QCOMPARE(RunningQtApps::list(root.path(), 105), (QStringList{"Kate", "konsole"}));
     }
 
     void theSwitchIsTurnedOnOnTheBus()

@@ -2,12 +2,8 @@
 #include "WindowReplies.h"
 #include "views/PairModel.h"
 #include "views/PairView.h"
-#include "views/QrImage.h"
 
 #include <QLabel>
-#include <QProcess>
-#include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QUrlQuery>
 
@@ -44,17 +40,6 @@ class PairWindowTest : public QObject
     Q_OBJECT
 
 private slots:
-    void signedOutAsksNothing()
-    {
-        PairModel model(std::nullopt);
-        PairView view(model);
-        QSignalSpy changes(&model, &PairModel::messageChanged);
-        view.show();
-        QCOMPARE(shownTexts(&view), (QStringList{"Add your iPhone", "Sign in on this computer first."}));
-        QVERIFY(!changes.wait(50));
-        QVERIFY(!model.hasPairing() && !model.legacy() && !model.hasMessage());
-    }
-
     // The shown window ticks its countdown every second by itself; whole seconds are cut toward zero.
     void theWindowShowsTheCodeAndItsQr()
     {
@@ -110,24 +95,6 @@ private slots:
         visibleButton(&view, QStringLiteral("Try again"))->click();
         QTRY_VERIFY(shownTexts(&view).contains(QStringLiteral("AGAIN123")));
         QVERIFY(shownTexts(&view).contains(QStringLiteral("Expired")));
-    }
-
-    void theQrCodeReadsBackAsTheLink()
-    {
-        const QString link =
-            QStringLiteral("morvik://pair?code=ABCD2345&server=http%3A%2F%2F127.0.0.1%3A8080");
-        const std::optional<QImage> image = QrImage::encode(link, 3);
-        QVERIFY(image);
-        QCOMPARE(image->width(), image->height());
-        QCOMPARE(image->width() % 3, 0);
-        QTemporaryDir dir;
-        const QString png = dir.filePath(QStringLiteral("qr.png"));
-        QVERIFY(image->save(png));
-        QProcess zbar;
-        zbar.start(QStringLiteral("zbarimg"), {QStringLiteral("--raw"), QStringLiteral("-q"), png});
-        QVERIFY(zbar.waitForFinished(20000));
-        QCOMPARE(zbar.exitCode(), 0);
-        QCOMPARE(QString::fromUtf8(zbar.readAllStandardOutput()).chopped(1), link);
     }
 
 private:

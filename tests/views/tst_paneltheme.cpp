@@ -124,8 +124,6 @@ private slots:
                                        << QStringLiteral("Use your computer, not a Macintosh");
         QTest::newRow("changed shortcut") << QStringLiteral("Ctrl+Alt+K") << QStringLiteral("⌥Space, ⌥⇧Space")
                                           << QStringLiteral("Ctrl+Alt+K, Ctrl+Alt+Shift+K");
-        QTest::newRow("unreadable shortcut")
-            << QStringLiteral("Hyper+Nothing") << QStringLiteral("⌥Space") << QStringLiteral("Alt+Space");
     }
     void platformWordsNameTheShortcutsInForce()
     {

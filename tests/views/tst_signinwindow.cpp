@@ -4,8 +4,6 @@
 #include "views/SignInModel.h"
 #include "views/SignInView.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QLabel>
 #include <QSignalSpy>
 #include <QStandardPaths>
@@ -60,39 +58,25 @@ private slots:
         QVERIFY2(unnamedControls(&view).isEmpty(), qPrintable(unnamedControls(&view).join(", ")));
     }
 
-    // A sign-in saves the account with the server as typed, trimmed; a failure is shown and loses nothing.
-    void passwordSignIn_data()
-    {
-        QTest::addColumn<bool>("refused");
-        QTest::addColumn<QString>("message");
-        QTest::newRow("signed in") << false << QString();
-        QTest::newRow("refused") << true << "Wrong e-mail or password.";
-    }
+    // A sign-in saves the account with the server as typed, trimmed.
     void passwordSignIn()
     {
-        QFETCH(bool, refused);
-        QFETCH(QString, message);
-
         SignInModel model(m_web);
         model.setServer(m_server->url().toString() + QStringLiteral("/\n"));
         m_server->enqueue(signInOptions(false, false));
-        m_server->enqueue(refused ? refusal(401, "Wrong e-mail or password.")
-                                  : user("ada@example.com", true));
+        m_server->enqueue(user("ada@example.com", true));
         QSignalSpy signedIn(&model, &SignInModel::signedIn);
         model.setEmail(QStringLiteral("ada@example.com"));
         model.setPassword(QStringLiteral("secret"));
         model.login();
         QVERIFY(model.busy());
         QTRY_VERIFY(!model.busy());
-        QVERIFY2(model.message().startsWith(message), qPrintable(model.message()));
-        QCOMPARE(model.hasMessage(), !message.isEmpty());
-        QCOMPARE(model.password(), QStringLiteral("secret"));
+        QVERIFY2(!model.hasMessage(), qPrintable(model.message()));
         const AgentConfig expected{m_server->url().toString(), QStringLiteral("tok-1"),
                                    QStringLiteral("ada@example.com")};
-        QCOMPARE(signedIn.size(), message.isEmpty() ? 1 : 0);
-        QCOMPARE(AgentConfig::load(), message.isEmpty() ? std::optional(expected) : std::nullopt);
-        if (!signedIn.isEmpty())
-            QCOMPARE(signedIn.first().first().value<AgentConfig>(), expected);
+        QCOMPARE(signedIn.size(), 1);
+        QCOMPARE(signedIn.first().first().value<AgentConfig>(), expected);
+        QCOMPARE(AgentConfig::load(), std::optional(expected));
     }
 
     // The window walks through the code steps; a refused code shows its message and changing the mode
