@@ -8,8 +8,6 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-namespace {} // namespace
-
 // The Linux adapters behind the home window's status rows. Runs on a private session bus, where the
 // accessibility bus launcher starts on demand with the switch off.
 class HomePlatformTest : public QObject

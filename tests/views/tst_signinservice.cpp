@@ -44,8 +44,8 @@ struct Answer
 
 } // namespace
 
-// The browser sign-in on its own, then every way into the window against the reference service, running
-// in this process.
+// The browser sign-in on its own, then the window's model signing in by an e-mailed code and by Google
+// against the reference service, running in this process.
 class SignInServiceTest : public QObject
 {
     Q_OBJECT
