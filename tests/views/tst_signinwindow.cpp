@@ -4,8 +4,6 @@
 #include "views/SignInModel.h"
 #include "views/SignInView.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QLabel>
 #include <QSignalSpy>
 #include <QStandardPaths>
@@ -37,142 +35,48 @@ private slots:
     {
         QStandardPaths::setTestModeEnabled(true);
         QVERIFY(m_home.isValid());
-        qputenv("MORVIK_CONFIG_PATH",
-                QFile::encodeName(m_home.filePath(QStringLiteral("account/config.json"))));
+        qputenv("MORVIK_CONFIG_PATH", QFile::encodeName(m_home.filePath(QStringLiteral("config.json"))));
     }
     void init()
     {
         AgentConfig::remove();
-        QDir(m_home.filePath(QStringLiteral("account"))).removeRecursively();
-        QFile::remove(m_home.filePath(QStringLiteral("account")));
         m_server = std::make_unique<ScriptedServer>();
     }
 
-    void theServerComesFromTheStoredConfiguration()
-    {
-        QVERIFY(AgentConfig({QStringLiteral("http://127.0.0.1:1"), QStringLiteral("t"), std::nullopt})
-                    .save()
-                    .ok());
-        QCOMPARE(SignInModel(m_web).server(), QStringLiteral("http://127.0.0.1:1"));
-    }
-
-    void theServerOptionsDecideWhatIsOffered_data()
-    {
-        QTest::addColumn<bool>("reachable");
-        QTest::addColumn<bool>("google");
-        QTest::addColumn<bool>("email");
-
-        QTest::newRow("everything") << true << true << true;
-        QTest::newRow("password only") << true << false << false;
-        QTest::newRow("unreachable") << false << false << false;
-    }
     void theServerOptionsDecideWhatIsOffered()
     {
-        QFETCH(bool, reachable);
-        QFETCH(bool, google);
-        QFETCH(bool, email);
-
-        m_server->enqueue(reachable ? signInOptions(google, email) : json("<html>", 502));
+        m_server->enqueue(signInOptions(true, true));
         SignInModel model(m_web);
         model.setServer(m_server->url().toString());
         SignInView view(model);
         view.show();
-        QTRY_COMPARE(model.serverConfig().has_value(), reachable);
-        QCOMPARE(model.offersGoogle(), google);
-        QCOMPARE(model.offersEmailCode(), email);
+        QTRY_VERIFY(model.serverConfig().has_value());
+        QVERIFY(model.offersGoogle() && model.offersEmailCode());
         QVERIFY(!model.hasMessage());
-        QCOMPARE(bool(visibleButton(&view, QStringLiteral("Continue with Google"))), google);
-        QCOMPARE(bool(visibleButton(&view, QStringLiteral("Email code"))), email);
-        QVERIFY(visibleButton(&view, QStringLiteral("Password")));
-        QVERIFY(visibleButton(&view, QStringLiteral("Pairing code")));
+        for (const char* way : {"Continue with Google", "Email code", "Password", "Pairing code"})
+            QVERIFY2(visibleButton(&view, QString::fromUtf8(way)), way);
         QVERIFY2(unnamedControls(&view).isEmpty(), qPrintable(unnamedControls(&view).join(", ")));
     }
 
-    void changingTheServerAbandonsTheRunningLoad()
-    {
-        ScriptedServer slow;
-        slow.enqueue(json("{}", 200, true));
-        m_server->enqueue(signInOptions(true, false));
-        SignInModel model(m_web);
-        model.setServer(slow.url().toString());
-        QTRY_VERIFY(slow.isHolding());
-        QSignalSpy abandoned(&slow, &ScriptedServer::closedByClient);
-        model.setServer(m_server->url().toString());
-        QVERIFY(abandoned.wait());
-        QTRY_VERIFY(model.offersGoogle());
-        QSignalSpy changed(&model, &SignInModel::serverConfigChanged);
-        slow.release();
-        QVERIFY(!changed.wait(200));
-        QVERIFY(model.offersGoogle());
-    }
-
-    void typingEnablesTheButtons()
-    {
-        SignInModel model(m_web);
-        model.setServer(QStringLiteral("http://127.0.0.1:1"));
-        SignInView view(model);
-        view.show();
-        QAbstractButton* signIn = visibleButton(&view, QStringLiteral("Sign in"));
-        QVERIFY(!signIn->isEnabled());
-        QTest::keyClicks(fieldNamed(&view, QStringLiteral("Email")), QStringLiteral("ada@example.com"));
-        QVERIFY(!signIn->isEnabled());
-        QTest::keyClicks(fieldNamed(&view, QStringLiteral("Password")), QStringLiteral("pw"));
-        QVERIFY(signIn->isEnabled());
-        QCOMPARE(model.email(), QStringLiteral("ada@example.com"));
-
-        visibleButton(&view, QStringLiteral("Pairing code"))->click();
-        QCOMPARE(model.mode(), SignInModel::Mode::Pairing);
-        QAbstractButton* pair = visibleButton(&view, QStringLiteral("Pair this computer"));
-        QVERIFY(!pair->isEnabled());
-        // Codes are counted without the blanks around them.
-        QTest::keyClicks(fieldNamed(&view, QStringLiteral("Pairing code")), QStringLiteral("  ABCD234 "));
-        QVERIFY(!pair->isEnabled());
-        QTest::keyClick(fieldNamed(&view, QStringLiteral("Pairing code")), Qt::Key_Backspace);
-        QTest::keyClicks(fieldNamed(&view, QStringLiteral("Pairing code")), QStringLiteral("5 "));
-        QVERIFY(pair->isEnabled());
-    }
-
-    // A sign-in saves the account with the server as typed, trimmed; a failure is shown and loses nothing.
-    void passwordSignIn_data()
-    {
-        QTest::addColumn<bool>("refused");
-        QTest::addColumn<bool>("cannotSave");
-        QTest::addColumn<QString>("message");
-        QTest::newRow("signed in") << false << false << QString();
-        QTest::newRow("refused") << true << false << "Wrong e-mail or password.";
-        QTest::newRow("cannot save") << false << true << "Could not create the folder";
-    }
+    // A sign-in saves the account with the server as typed, trimmed.
     void passwordSignIn()
     {
-        QFETCH(bool, refused);
-        QFETCH(bool, cannotSave);
-        QFETCH(QString, message);
-
-        if (cannotSave) {
-            // A plain file where the configuration's folder should be.
-            QFile blocker(m_home.filePath(QStringLiteral("account")));
-            QVERIFY(blocker.open(QIODevice::WriteOnly));
-        }
         SignInModel model(m_web);
         model.setServer(m_server->url().toString() + QStringLiteral("/\n"));
         m_server->enqueue(signInOptions(false, false));
-        m_server->enqueue(refused ? refusal(401, "Wrong e-mail or password.")
-                                  : user("ada@example.com", true));
+        m_server->enqueue(user("ada@example.com", true));
         QSignalSpy signedIn(&model, &SignInModel::signedIn);
         model.setEmail(QStringLiteral("ada@example.com"));
         model.setPassword(QStringLiteral("secret"));
         model.login();
         QVERIFY(model.busy());
         QTRY_VERIFY(!model.busy());
-        QVERIFY2(model.message().startsWith(message), qPrintable(model.message()));
-        QCOMPARE(model.hasMessage(), !message.isEmpty());
-        QCOMPARE(model.password(), QStringLiteral("secret"));
+        QVERIFY2(!model.hasMessage(), qPrintable(model.message()));
         const AgentConfig expected{m_server->url().toString(), QStringLiteral("tok-1"),
                                    QStringLiteral("ada@example.com")};
-        QCOMPARE(signedIn.size(), message.isEmpty() ? 1 : 0);
-        QCOMPARE(AgentConfig::load(), message.isEmpty() ? std::optional(expected) : std::nullopt);
-        if (!signedIn.isEmpty())
-            QCOMPARE(signedIn.first().first().value<AgentConfig>(), expected);
+        QCOMPARE(signedIn.size(), 1);
+        QCOMPARE(signedIn.first().first().value<AgentConfig>(), expected);
+        QCOMPARE(AgentConfig::load(), std::optional(expected));
     }
 
     // The window walks through the code steps; a refused code shows its message and changing the mode
@@ -215,91 +119,33 @@ private slots:
         QVERIFY(!message->isVisibleTo(&view));
     }
 
-    void googleCallbacks_data()
+    // A callback without what it needs fails with a message, and nothing is asked of the service.
+    void unusableGoogleCallbacks_data()
     {
         QTest::addColumn<QString>("query");
-        QTest::addColumn<bool>("signsIn");
-        QTest::addColumn<bool>("invite");
         QTest::addColumn<QString>("message");
 
-        QTest::newRow("ok") << "status=ok&code=G00GLE12" << true << false << "";
-        QTest::newRow("first code counts") << "status=ok&code=G00GLE12&code=other" << true << false << "";
-        QTest::newRow("needs an invite") << "need=invite&ticket=T1" << false << true << "";
-        QTest::newRow("ok without code") << "status=ok" << false << false << "Google sign-in failed";
-        QTest::newRow("service error") << "error=Google%20said%20no" << false << false << "Google said no";
-        QTest::newRow("invite without ticket") << "need=invite" << false << false << "Google sign-in failed";
+        QTest::newRow("ok without code") << "status=ok"
+                                         << "Google sign-in failed";
+        QTest::newRow("service error") << "error=Google%20said%20no"
+                                       << "Google said no";
     }
-    void googleCallbacks()
+    void unusableGoogleCallbacks()
     {
         QFETCH(QString, query);
-        QFETCH(bool, signsIn);
-        QFETCH(bool, invite);
         QFETCH(QString, message);
 
         SignInModel model(m_web);
         model.setServer(m_server->url().toString());
         m_server->enqueue(signInOptions(true, false));
-        m_server->enqueue(user("dee@example.com", true));
         QSignalSpy signedIn(&model, &SignInModel::signedIn);
         model.google();
         QVERIFY(model.busy());
         m_web.answer(QUrl(QStringLiteral("morvik://auth?") + query));
         QTRY_VERIFY(!model.busy());
-        QCOMPARE(signedIn.size(), signsIn ? 1 : 0);
-        if (signsIn) {
-            const RecordedRequest& pairing = m_server->requests().last();
-            QCOMPARE(pairing.path, QByteArray("/auth/pair"));
-            QCOMPARE(QJsonDocument::fromJson(pairing.body).object().value("code").toString(),
-                     QStringLiteral("G00GLE12"));
-        }
-        QCOMPARE(model.needsInvite(), invite);
-        QCOMPARE(model.message(), message);
-    }
-
-    // A cancelled browser says nothing; closing the window is how the browser is given up.
-    void aCancelledBrowserSignInSaysNothing()
-    {
-        SignInModel model(m_web);
-        model.setServer(QStringLiteral("http://127.0.0.1:1"));
-        SignInView view(model);
-        view.show();
-        model.google();
-        m_web.answer(Error::cancelled());
-        QTRY_VERIFY(!model.busy());
-        QVERIFY(!model.hasMessage());
-        const int before = m_web.cancels;
-        view.close();
-        QCOMPARE(m_web.cancels, before + 1);
-    }
-
-    void theInviteStepCreatesTheAccount()
-    {
-        SignInModel model(m_web);
-        model.setServer(m_server->url().toString());
-        m_server->enqueue(signInOptions(true, false));
-        SignInView view(model);
-        view.show();
-        QVERIFY(!fieldNamed(&view, QStringLiteral("Invite code")));
-        model.google();
-        m_web.answer(QUrl(QStringLiteral("morvik://auth?need=invite&ticket=T-9")));
-        QTRY_VERIFY(fieldNamed(&view, QStringLiteral("Invite code")));
-        model.setMode(SignInModel::Mode::Pairing);
-        QVERIFY(model.needsInvite());
-        QAbstractButton* create = visibleButton(&view, QStringLiteral("Create account"));
-        QVERIFY(!create->isEnabled());
-        QTest::keyClicks(fieldNamed(&view, QStringLiteral("Invite code")), QStringLiteral("MRV-ABCD-EFGH"));
-        QVERIFY(create->isEnabled());
-
-        m_server->enqueue(refusal(400, "That invite code is not valid."));
-        m_server->enqueue(user("eve@example.com", true));
-        create->click();
-        QTRY_VERIFY(!model.busy());
-        QCOMPARE(model.message(), QStringLiteral("That invite code is not valid."));
-        QSignalSpy signedIn(&model, &SignInModel::signedIn);
-        create->click();
-        QVERIFY(signedIn.wait());
+        QCOMPARE(signedIn.size(), 0);
         QVERIFY(!model.needsInvite());
-        QCOMPARE(m_server->requests().last().path, QByteArray("/auth/social/complete"));
+        QCOMPARE(model.message(), message);
     }
 
 private:
