@@ -4,10 +4,7 @@
 #include "service/AgentClient.h"
 #include "service/AuthClient.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QNetworkReply>
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -146,15 +143,9 @@ private slots:
         row("error text", 500, R"({"error":"model down"})", "model down", "model down");
         row("nested message, trimmed", 503, R"({"error":{"message":" model down "}})", "model down",
             "model down");
-        row("top-level message", 500, R"({"message":"busy"})", "busy", "busy");
         row("invalid UTF-8 replaced", 500, "{\"error\":\"bad \xff\"}", QStringLiteral("bad \uFFFD"),
             QStringLiteral("bad \uFFFD"));
         row("empty body", 500, "", "Server returned HTTP 500", "Server returned HTTP 500");
-        row("blank error text", 500, R"({"error":"  "})", "Server returned HTTP 500",
-            "Server returned HTTP 500");
-        row("error not a string", 502, R"({"error":3})", "Server returned HTTP 502",
-            "Server returned HTTP 502");
-        row("HTML page", 502, "<html/>", "Server returned HTTP 502", "Server returned HTTP 502");
         row("2xx", 204, "junk", "Server returned HTTP 204", "");
     }
     void failureTexts()
@@ -171,57 +162,24 @@ private slots:
             QCOMPARE(account.error(), (Error{AuthClient::failureDomain, status, accountText}));
     }
 
-    void askFailsOnAnyStatusBut200_data()
+    void askErrorBodyIsReadOnlyToItsLimit()
     {
-        QTest::addColumn<int>("status");
-        QTest::addColumn<QByteArray>("body");
-        QTest::addColumn<QByteArray>("neverSent");
-        QTest::addColumn<QString>("message");
-        QTest::newRow("201 with events")
-            << 201 << delta("x") << QByteArray() << QStringLiteral("Server returned HTTP 201");
         // A valid JSON object, but only if it were read whole: the client stops at its limit.
         const QByteArray longBody = "{\"error\":\"" + QByteArray(8000, 'x') + "\"}";
-        QTest::newRow("body past the limit") << 500 << longBody.first(4097) << longBody.sliced(4097)
-                                             << QStringLiteral("Server returned HTTP 500");
-    }
-    void askFailsOnAnyStatusBut200()
-    {
-        QFETCH(int, status);
-        QFETCH(QByteArray, body);
-        QFETCH(QByteArray, neverSent);
-        QFETCH(QString, message);
         ScriptedServer server;
-        ScriptedResponse response(status);
-        response.part(body);
-        if (!neverSent.isEmpty())
-            response.heldPart(neverSent);
-        server.enqueue(response);
+        server.enqueue(ScriptedResponse(500).part(longBody.first(4097)).heldPart(longBody.sliced(4097)));
         Answer answer(AgentClient::ask(question("hi"), configAt(server.url())));
         QTRY_COMPARE(answer.finishes, 1);
-        QCOMPARE(answer.error, (Error{QStringLiteral("Agent"), status, message}));
+        QCOMPARE(answer.error,
+                 (Error{QStringLiteral("Agent"), 500, QStringLiteral("Server returned HTTP 500")}));
         QVERIFY(answer.events.isEmpty());
-    }
-
-    void askCutShortIsATransportError()
-    {
-        ScriptedServer server;
-        server.enqueue(ScriptedResponse().part(delta("a")).closeAbruptly());
-        Answer answer(AgentClient::ask(question("hi"), configAt(server.url())));
-        QTRY_COMPARE(answer.finishes, 1);
-        QVERIFY(answer.error);
-        QCOMPARE(answer.error->domain, QStringLiteral("Network"));
-        QVERIFY(!answer.error->message.isEmpty());
-        QCOMPARE(answer.events, (QList<AskEvent>{Delta{"a"}}));
     }
 
     void askWithoutAServerToReach_data()
     {
         QTest::addColumn<QString>("serverURL");
         QTest::newRow("refused") << QStringLiteral("http://127.0.0.1:%2");
-        QTest::newRow("empty") << QString();
         QTest::newRow("no scheme") << QStringLiteral("localhost:%1");
-        QTest::newRow("no host") << QStringLiteral("http:///v1");
-        QTest::newRow("other scheme") << QStringLiteral("ftp://127.0.0.1:%1/");
     }
     void askWithoutAServerToReach()
     {
@@ -247,21 +205,6 @@ private slots:
         QVERIFY(server.requests().isEmpty());
     }
 
-    void cancelStopsEverything()
-    {
-        ScriptedServer server;
-        server.enqueue(ScriptedResponse().part(delta("a") + delta("b")).heldPart(delta("c")));
-        QSignalSpy closed(&server, &ScriptedServer::closedByClient);
-        AskStream* stream = AgentClient::ask(question("hi"), configAt(server.url()));
-        Answer answer(stream);
-        connect(stream, &AskStream::event, stream, [stream] { stream->cancel(); });
-
-        QTRY_COMPARE(closed.size(), 1);
-        QTRY_VERIFY(answer.stream.isNull());
-        QCOMPARE(answer.events, (QList<AskEvent>{Delta{"a"}}));
-        QCOMPARE(answer.finishes, 0);
-    }
-
     // A reader that is busy from the first byte on (a slow terminal, a loaded machine) must hold a fast
     // server back: the read buffer has to be in force before the answer starts, not once it is read.
     void busyReaderHoldsAFastServerBack()
@@ -280,72 +223,25 @@ private slots:
         stream->cancel();
     }
 
-    void askFollowsRedirectsOnlyHome_data()
+    void askNeverFollowsARedirectToAnotherOrigin()
     {
-        QTest::addColumn<bool>("otherOrigin");
-        QTest::newRow("same origin, relative") << false;
-        QTest::newRow("other port") << true;
-    }
-    void askFollowsRedirectsOnlyHome()
-    {
-        QFETCH(bool, otherOrigin);
         ScriptedServer home;
         ScriptedServer elsewhere;
-        const QString moved = QStringLiteral("/moved/v1/ask");
-        const QUrl target = otherOrigin ? elsewhere.url(moved) : QUrl(moved);
-        home.enqueue(ScriptedResponse(307).header("Location", target.toEncoded()));
-        elsewhere.enqueue(ScriptedResponse().part(delta("moved")));
-        home.enqueue(ScriptedResponse().part(delta("moved")));
-        const AskRequest request = question("hi");
-        Answer answer(AgentClient::ask(request, configAt(home.url())));
+        home.enqueue(
+            ScriptedResponse(307).header("Location", elsewhere.url(QStringLiteral("/v1/ask")).toEncoded()));
+        Answer answer(AgentClient::ask(question("hi"), configAt(home.url())));
         QTRY_COMPARE(answer.finishes, 1);
-
-        if (otherOrigin) {
-            QCOMPARE(answer.error->message,
-                     QStringLiteral("The server redirected to another address (%1); the request was not "
-                                    "sent there.")
-                         .arg(elsewhere.url().toString()));
-            QVERIFY(elsewhere.requests().isEmpty());
-            return;
-        }
-        QCOMPARE(answer.events, (QList<AskEvent>{Delta{"moved"}}));
-        const RecordedRequest& followed = home.requests().at(1);
-        QCOMPARE(followed.method, "POST");
-        QCOMPARE(followed.path, moved.toUtf8());
-        QCOMPARE(followed.header("Authorization"), "Bearer " + token.toUtf8());
-        QCOMPARE(followed.body, request.encode());
+        QCOMPARE(answer.error->message,
+                 QStringLiteral("The server redirected to another address (%1); the request was not sent "
+                                "there.")
+                     .arg(elsewhere.url().toString()));
+        QVERIFY(elsewhere.requests().isEmpty());
     }
 
-    void signInPostsCredentialsAndDeviceFields()
-    {
-        ScriptedServer server;
-        server.enqueue(json(R"({"token":"tok","user":{"email":"ana@x.org","plan":"pro","role":"user"}})"));
-        Outcome<AuthClient::Session> session;
-        const QString typed = QStringLiteral("  ") + server.url(QStringLiteral("/base/")).toString() + "\n";
-        AuthClient::login(typed, QStringLiteral("ana@x.org"), QStringLiteral("pw"), this, session.callback());
-        QCOMPARE(session.wait().value(), (AuthClient::Session{"tok", {"ana@x.org", "pro", "user"}}));
-
-        const RecordedRequest& sent = server.requests().at(0);
-        QCOMPARE(sent.path, "/base/auth/login");
-        QCOMPARE(sent.header("Content-Type"), "application/json");
-        QVERIFY(!AuthClient::deviceName().isEmpty());
-        QCOMPARE(QJsonDocument::fromJson(sent.body).object(),
-                 (QJsonObject{{"email", "ana@x.org"},
-                              {"password", "pw"},
-                              {"client", "app"},
-                              {"platform", "mac"},
-                              {"name", AuthClient::deviceName()}}));
-    }
-
-    void accountAnswersAreReadStrictly()
+    void accountAnswerWithoutItsUserIsAClearError()
     {
         ScriptedServer server;
         server.enqueue(json(R"({"token":"tok"})"));
-        server.enqueue(json(R"({"google":true,"email":false,"invite_only":true})"));
-        server.enqueue(json(R"({"google":true,"email":false,"apple_web":null})"));
-        server.enqueue(
-            json("{\"code\":\"ABC123\",\"deep_link\":\"https://p.example/pair\",\"expires_in\":1.5}"));
-        server.enqueue(json(""));
         Outcome<AuthClient::Session> noUser;
         AuthClient::pair(server.url().toString(), QStringLiteral("123456"), this, noUser.callback());
         QCOMPARE(
@@ -353,63 +249,6 @@ private slots:
             (Error{QStringLiteral("Decoding"), 0,
                    QStringLiteral("The service's answer could not be read: \"user\" is missing or is not "
                                   "an object.")}));
-        Outcome<AuthClient::ServerConfig> withoutApple, withoutInvite;
-        AuthClient::config(server.url().toString(), this, withoutApple.callback());
-        QCOMPARE(withoutApple.wait().value(), (AuthClient::ServerConfig{true, std::nullopt, false, true}));
-        AuthClient::config(server.url().toString(), this, withoutInvite.callback());
-        QCOMPARE(withoutInvite.wait().error().domain, QStringLiteral("Decoding"));
-        Outcome<AuthClient::Pairing> fraction;
-        AuthClient::newPairingCode(configAt(server.url()), this, fraction.callback());
-        QCOMPARE(fraction.wait().error().domain, QStringLiteral("Decoding"));
-        // A code request answered without a purpose is a sign-in.
-        Outcome<QString> purpose;
-        AuthClient::sendCode(server.url().toString(), QStringLiteral("a@x"), this, purpose.callback());
-        QCOMPARE(purpose.wait().value(), QStringLiteral("login"));
-
-        const RecordedRequest& pairing = server.requests().at(3);
-        QCOMPARE(pairing.header("Authorization"), "Bearer " + token.toUtf8());
-        QCOMPARE(pairing.method, "POST");
-        // No body, and saying so: a server may otherwise wait for one.
-        QCOMPARE(pairing.header("Content-Length"), "0");
-        QVERIFY(pairing.header("Content-Type").isEmpty());
-    }
-
-    void accountAddresses()
-    {
-        const Result<QUrl> start = AuthClient::googleStartURL(QStringLiteral("https://h.example/x/?old=1"));
-        QCOMPARE(start.value(), QUrl(QStringLiteral("https://h.example/x/auth/google/start?client=app")));
-        QVERIFY(!AuthClient::googleStartURL(QStringLiteral("not a url")).ok());
-        Outcome<AuthClient::Session> session;
-        AuthClient::login(QStringLiteral("localhost"), QStringLiteral("a"), QStringLiteral("b"), this,
-                          session.callback());
-        QCOMPARE(session.wait().error().domain, QStringLiteral("Network"));
-    }
-
-    void tokenNeverFollowsAnAccountRedirectToAnotherOrigin()
-    {
-        ScriptedServer home, elsewhere;
-        home.enqueue(
-            ScriptedResponse(307).header("Location", elsewhere.url(QStringLiteral("/v1/me")).toEncoded()));
-        Outcome<AuthClient::User> user;
-        AuthClient::me(configAt(home.url()), this, user.callback());
-        QVERIFY(!user.wait().ok());
-        QVERIFY(elsewhere.requests().isEmpty());
-    }
-
-    void destroyedContextHearsNothing()
-    {
-        ScriptedServer server;
-        server.enqueue(json(R"({"user":)").heldPart("{}}"));
-        QSignalSpy closed(&server, &ScriptedServer::closedByClient);
-        int answers = 0;
-        {
-            QObject context;
-            AuthClient::me(configAt(server.url()), &context,
-                           [&answers](const Result<AuthClient::User>&) { ++answers; });
-            QTRY_VERIFY(server.isHolding());
-        }
-        QTRY_COMPARE(closed.size(), 1);
-        QCOMPARE(answers, 0);
     }
 
     void signOutRevokesThisDeviceThenForgetsIt_data()
@@ -417,8 +256,6 @@ private slots:
         QTest::addColumn<QByteArray>("devices");
         QTest::addColumn<QByteArray>("deletePath");
         QTest::newRow("current device") << QByteArray(R"({"current":17})") << QByteArray("/v1/devices/17");
-        QTest::newRow("no current device") << QByteArray("{}") << QByteArray();
-        QTest::newRow("current mistyped") << QByteArray(R"({"current":"17"})") << QByteArray();
         QTest::newRow("server down") << QByteArray() << QByteArray();
     }
     void signOutRevokesThisDeviceThenForgetsIt()

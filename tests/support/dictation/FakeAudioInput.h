@@ -14,12 +14,11 @@ public:
         if (openError)
             return *openError;
         m_open = true;
-        ++openCount;
         return {};
     }
     void close() override { m_open = false; }
     bool isOpen() const override { return m_open; }
-    bool hasInput() const override { return input; }
+    bool hasInput() const override { return true; }
 
     void capture(const QByteArray& samples)
     {
@@ -28,8 +27,6 @@ public:
     }
 
     std::optional<Error> openError;
-    bool input = true;
-    int openCount = 0;
 
 private:
     bool m_open = false;

@@ -35,11 +35,7 @@ public:
         if (m_answersAtEnd)
             m_final.start();
     }
-    void cancel() override
-    {
-        m_final.stop();
-        ++cancels;
-    }
+    void cancel() override { m_final.stop(); }
 
     void finishLoading(Readiness readiness)
     {
@@ -47,14 +43,12 @@ public:
         emit readinessChanged();
     }
     void hear(const QString& partial) { emit transcribed(m_lastPartial = partial, false); }
-    void fail() { emit failed({QStringLiteral("Recognizer"), 7, QStringLiteral("broken")}); }
     void setAnswersAtEnd(bool answers) { m_answersAtEnd = answers; }
 
     QByteArray audio; // of the current utterance
     bool audioEnded = false;
     int prepares = 0;
     int utterances = 0;
-    int cancels = 0;
 
 private:
     Readiness m_readiness;
