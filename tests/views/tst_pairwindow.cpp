@@ -2,8 +2,12 @@
 #include "WindowReplies.h"
 #include "views/PairModel.h"
 #include "views/PairView.h"
+#include "views/QrImage.h"
 
+#include <QImage>
 #include <QLabel>
+#include <QProcess>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QUrlQuery>
 
@@ -95,6 +99,23 @@ private slots:
         visibleButton(&view, QStringLiteral("Try again"))->click();
         QTRY_VERIFY(shownTexts(&view).contains(QStringLiteral("AGAIN123")));
         QVERIFY(shownTexts(&view).contains(QStringLiteral("Expired")));
+    }
+
+    // A code nobody's camera can read would leave pairing by QR broken with nothing else failing.
+    void theQrCodeReadsBackAsTheLink()
+    {
+        const QString link =
+            QStringLiteral("morvik://pair?code=ABCD2345&server=http%3A%2F%2F127.0.0.1%3A8080");
+        const std::optional<QImage> image = QrImage::encode(link, 3);
+        QVERIFY(image);
+        QTemporaryDir dir;
+        const QString png = dir.filePath(QStringLiteral("qr.png"));
+        QVERIFY(image->save(png));
+        QProcess zbar;
+        zbar.start(QStringLiteral("zbarimg"), {QStringLiteral("--raw"), QStringLiteral("-q"), png});
+        QVERIFY(zbar.waitForFinished(20000));
+        QCOMPARE(zbar.exitCode(), 0);
+        QCOMPARE(QString::fromUtf8(zbar.readAllStandardOutput()).chopped(1), link);
     }
 
 private:

@@ -17,11 +17,14 @@
 #include <QMenu>
 #include <QPointer>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QSystemTrayIcon>
 #include <QTemporaryDir>
 #include <QTest>
+#include <atspi/atspi.h>
+#include <cstdio>
 #include <xcb/xcb.h>
 
 using namespace DesktopSession;
@@ -80,6 +83,48 @@ private:
 QByteArray streamEvent(const char* name, const QByteArray& json)
 {
     return QByteArray("event: ") + name + "\ndata: " + json + "\n\n";
+}
+
+// The child mode of this program: prints the showing accessible objects of one process as
+// "role<TAB>name" lines, read through AT-SPI from outside the process that shows them.
+void dumpNode(AtspiAccessible* node, int depth, int& budget)
+{
+    if (--budget < 0 || depth > 40)
+        return;
+    AtspiStateSet* states = atspi_accessible_get_state_set(node);
+    const bool showing = states && atspi_state_set_contains(states, ATSPI_STATE_SHOWING);
+    g_clear_object(&states);
+    if (!showing && depth > 1)
+        return;
+    gchar* role = atspi_accessible_get_role_name(node, nullptr);
+    gchar* name = atspi_accessible_get_name(node, nullptr);
+    std::printf("%s\t%s\n", role ? role : "", name ? name : "");
+    g_free(role);
+    g_free(name);
+    const gint children = atspi_accessible_get_child_count(node, nullptr);
+    for (gint i = 0; i < children; ++i) {
+        if (AtspiAccessible* child = atspi_accessible_get_child_at_index(node, i, nullptr)) {
+            dumpNode(child, depth + 1, budget);
+            g_object_unref(child);
+        }
+    }
+}
+
+int dumpAccessible(qint64 processId)
+{
+    atspi_init();
+    AtspiAccessible* desktop = atspi_get_desktop(0);
+    const gint apps = atspi_accessible_get_child_count(desktop, nullptr);
+    for (gint i = 0; i < apps; ++i) {
+        AtspiAccessible* app = atspi_accessible_get_child_at_index(desktop, i, nullptr);
+        if (app && qint64(atspi_accessible_get_process_id(app, nullptr)) == processId) {
+            int budget = 2000;
+            dumpNode(app, 0, budget);
+        }
+        g_clear_object(&app);
+    }
+    g_object_unref(desktop);
+    return 0;
 }
 
 } // namespace
@@ -180,6 +225,20 @@ private:
             5000);
     }
 
+    // What a screen reader reads of this process: the showing objects, one role and name a line.
+    void screenReaderReads(const QStringList& expected, const QString& onceNamed)
+    {
+        const QByteArray dump =
+            run(QCoreApplication::applicationFilePath(),
+                {"--dump-accessible", QString::number(QCoreApplication::applicationPid())})
+                .value_or(QByteArray());
+        const QStringList tree = QString::fromUtf8(dump).split(u'\n', Qt::SkipEmptyParts);
+        for (const QString& line : expected)
+            QVERIFY2(tree.contains(line), qPrintable(tree.join(u'\n')));
+        QVERIFY2(tree.filter(QRegularExpression(u'\t' + onceNamed + u'$')).size() == 1,
+                 qPrintable(tree.join(u'\n')));
+    }
+
 private slots:
     void initTestCase()
     {
@@ -262,8 +321,8 @@ private slots:
         QCOMPARE(rebuilt.count(), 1);
     }
 
-    // The panel takes the keyboard, floats above every workspace out of the taskbar; a press of the shortcut
-    // closes it.
+    // The panel takes the keyboard, floats above every workspace out of the taskbar and reads out to a
+    // screen reader; a press of the shortcut closes it.
     void tapOpensThePanelForTypingAndAPressClosesIt()
     {
         launchSignedInToScript();
@@ -271,6 +330,9 @@ private slots:
         tapInTheEditor();
         QTRY_COMPARE_WITH_TIMEOUT(QApplication::activeWindow(), m_app->panel(), 15000);
         QVERIFY(panelFloatsAboveEveryWorkspace());
+        screenReaderReads(
+            {"label\tTavrin", "push button\tAsk \u23CE", "check box\tAuto-insert", "push button\tClose"},
+            QStringLiteral("Request"));
 
         // Only the panel's request goes to this server: the home window's account checks, which come
         // when they will, go to the other.
@@ -282,6 +344,10 @@ private slots:
         m_app->session().send();
         QTRY_COMPARE(m_app->session().routeLabel(), QStringLiteral("fast \u00B7 0.9s"));
         QCOMPARE(m_app->session().answer(), QStringLiteral("First line"));
+        screenReaderReads({"label\tReady", "label\t\u201Creply yes\u201D", "push button\tInsert \u23CE",
+                           "push button\tCopy", "push button\tTry again", "push button\tShorter",
+                           "push button\tLonger", "label\tfast \u00B7 0.9s"},
+                          QStringLiteral("Answer"));
 
         // A press during the answer closes it and inserts nothing.
         QVERIFY(key(QStringLiteral("alt+space")));
@@ -436,6 +502,8 @@ private slots:
 
 int main(int argc, char** argv)
 {
+    if (argc == 3 && qstrcmp(argv[1], "--dump-accessible") == 0)
+        return dumpAccessible(QByteArray(argv[2]).toLongLong());
     if (!DesktopSession::enter())
         return 1;
     QApplication app(argc, argv);
