@@ -75,6 +75,7 @@ void Session::begin(bool listening, bool replyToClipboard)
         });
     }
     setRequest(QString());
+    setAdjustText(QString());
     setAnswer(QString());
     setRouteLabel(QString());
     setLink(std::nullopt);

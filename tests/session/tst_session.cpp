@@ -133,6 +133,11 @@ private slots:
         QCOMPARE(m_session->answer(), QStringLiteral("Hello"));
         QCOMPARE(phase(), Phase::Answer);
         QVERIFY(!pasted());
+
+        // An instruction typed but never sent does not follow the person into the next request.
+        m_session->setAdjustText(QStringLiteral("in French"));
+        m_session->begin(false, false);
+        QCOMPARE(m_session->adjustText(), QString());
     }
 
     void warningsAndReworksAreNeverPastedByThemselves()
