@@ -26,7 +26,8 @@ constexpr int textWidth = PanelView::panelWidth - 2 * PanelView::padding - paddi
                           2 * PanelParts::innerSpacing - closeWidth - rightPadding;
 constexpr int maxLines = 3;
 
-// The text as it fits in `lines` lines of the given width, its last line ended by "…" when cut.
+// The text as it fits in `lines` lines of the given width, its last line ended by "…" when cut. The
+// lines are broken here, inside a word when one is too long, since the label breaks only between words.
 QString clampToLines(const QString& text, const QFont& font, int width, int lines)
 {
     QTextLayout layout(text, font);
@@ -34,25 +35,25 @@ QString clampToLines(const QString& text, const QFont& font, int width, int line
     option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
     layout.setTextOption(option);
     layout.beginLayout();
-    int kept = 0;
-    int lastStart = 0;
-    int count = 0;
+    QStringList shown;
+    bool cut = false;
     for (QTextLine line = layout.createLine(); line.isValid(); line = layout.createLine()) {
         line.setLineWidth(width);
-        if (++count > lines)
+        if (shown.size() == lines) {
+            cut = true;
             break;
-        lastStart = line.textStart();
-        kept = line.textStart() + line.textLength();
+        }
+        shown << text.mid(line.textStart(), line.textLength());
     }
     layout.endLayout();
-    if (count <= lines)
-        return text;
-    const QFontMetrics metrics(font);
-    QString last = text.mid(lastStart, kept - lastStart).trimmed();
-    last = metrics.elidedText(last + ellipsis, Qt::ElideRight, width);
-    if (!last.endsWith(ellipsis))
-        last += ellipsis;
-    return text.left(lastStart) + last;
+    if (cut) {
+        const QFontMetrics metrics(font);
+        QString last = metrics.elidedText(shown.last().trimmed() + ellipsis, Qt::ElideRight, width);
+        if (!last.endsWith(ellipsis))
+            last += ellipsis;
+        shown.last() = last;
+    }
+    return shown.join(u'\n');
 }
 
 } // namespace
