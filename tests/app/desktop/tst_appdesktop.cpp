@@ -446,6 +446,9 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(QApplication::activeWindow(), m_app->panel(), 15000);
         // The capture runs off the main thread: the selection arrives just after the panel.
         QTRY_COMPARE(m_app->session().context().selection, QStringLiteral("Monday"));
+        // Typing starts once the request field has the keyboard, as a person sees the caret there.
+        QTRY_VERIFY(QApplication::focusWidget() &&
+                    QApplication::focusWidget()->accessibleName() == QStringLiteral("Request"));
         QVERIFY(xdotool({"type", "--delay", "20", "make it friday"}));
         QTRY_COMPARE(m_app->session().request(), QStringLiteral("make it friday"));
         QVERIFY(key(QStringLiteral("Return")));
