@@ -139,9 +139,12 @@ void Dictation::onReadinessChanged()
         handOver();
         return;
     case SpeechRecognizer::Readiness::Unavailable:
-        // The model failed to load: what was said cannot be heard, and the next start() says why.
-        if (m_state == State::Finishing && !m_handedOver)
-            finish(QString());
+        // The model failed to load: what was said cannot be heard.
+        if ((m_state == State::Capturing || m_state == State::Finishing) && !m_handedOver) {
+            emit recognitionUnavailable();
+            if (m_state == State::Finishing)
+                finish(QString());
+        }
         return;
     case SpeechRecognizer::Readiness::Unloaded:
         return;

@@ -62,6 +62,11 @@ public:
 
     bool isCapturing() const { return m_state == State::Capturing; }
 
+signals:
+    // The model failed to load after start(): what is being said cannot be heard. A waiting stop()
+    // still receives the empty text, unless cancel() comes first.
+    void recognitionUnavailable();
+
 private:
     enum class State { Idle, Armed, Capturing, Finishing };
 

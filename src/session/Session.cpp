@@ -17,7 +17,15 @@ Session::Session(DesktopPlatform& desktop, std::unique_ptr<Dictation> dictation,
                  AutoInsertPreference autoInsertPreferred, QObject* parent)
     : QObject(parent), m_desktop(desktop), m_dictation(std::move(dictation)),
       m_autoInsertPreferred(std::move(autoInsertPreferred)), m_capture(desktop.focusReader())
-{}
+{
+    // The speech model failed to load while the person was speaking: say so now, not at the next hold.
+    connect(m_dictation.get(), &Dictation::recognitionUnavailable, this, [this] {
+        if (m_phase.kind != Phase::Listening)
+            return;
+        setPhase({Phase::Error, Dictation::unavailableError().message});
+        m_dictation->cancel();
+    });
+}
 
 template <typename T> void Session::assign(T& member, const T& value, void (Session::*changed)())
 {
@@ -93,7 +101,7 @@ void Session::finishListening()
 {
     // A close or a new request while the transcript is on its way makes it stale.
     m_dictation->stop(this, [this, request = m_requestNumber](const QString& transcript) {
-        if (request != m_requestNumber)
+        if (request != m_requestNumber || m_phase.kind != Phase::Listening)
             return;
         if (!transcript.isEmpty())
             setRequest(transcript);

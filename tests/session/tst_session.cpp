@@ -3,6 +3,7 @@
 #include "MakeTestSession.h"
 #include "ScriptedServer.h"
 #include "config/Preferences.h"
+#include "desktop/Dictation.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -161,6 +162,18 @@ private slots:
         QCOMPARE(lastSent().value("text").toString(), QStringLiteral("fix this"));
         QCOMPARE(phase(), Phase::Answer);
         QVERIFY(!pasted());
+    }
+
+    void aModelThatFailsToLoadWhileListeningSaysSoAtOnce()
+    {
+        m_recognizer->finishLoading(SpeechRecognizer::Readiness::Unloaded);
+        m_session->begin(true, false);
+        m_recognizer->finishLoading(SpeechRecognizer::Readiness::Unavailable);
+        QCOMPARE(m_session->phase(), (Session::Phase{Phase::Error, Dictation::unavailableError().message}));
+        // The release that follows, and the empty transcript it gets, change nothing.
+        m_session->finishListening();
+        QCoreApplication::processEvents();
+        QCOMPARE(phase(), Phase::Error);
     }
 
     void closingWhileTheTranscriptIsOnItsWayStaysClosed()
